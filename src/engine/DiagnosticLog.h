@@ -1,0 +1,18 @@
+#pragma once
+
+#include <QString>
+
+#include <functional>
+
+namespace corvina {
+
+/// The program's one diagnostic line writer. In debug builds the line goes to
+/// standard output; in release builds the text is dropped. Never pass a
+/// password or key material.
+void diagnosticLog(const QString& line);
+
+/// Tests capture the lines a debug build writes. Passing an empty function
+/// removes the sink. Has no effect in release builds.
+void setDiagnosticLogSink(std::function<void(const QString&)> sink);
+
+} // namespace corvina
