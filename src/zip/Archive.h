@@ -1,0 +1,160 @@
+#pragma once
+
+#include "zip/Error.h"
+#include "zip/Progress.h"
+#include "zip/Records.h"
+
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace corvina::zip {
+
+enum class AccessMode { create, read, update };
+
+/// Takes one chunk of an entry's data; may throw to end the extraction.
+using EntryChunkConsumer = std::function<void(std::span<const uint8_t> chunk)>;
+/// Gives the data of an entry being added, for (position, wanted size); may throw.
+using EntryChunkSource = std::function<std::vector<uint8_t>(int64_t position, int64_t size)>;
+
+/// A ZIP file opened for creating, reading or updating. Owns one buffered
+/// stream and the current end records. Not for use from two threads at once.
+class Archive {
+public:
+    /// Opens `url`. `create` makes a new file (mode 0600, failing when the
+    /// path exists) holding an empty end record. Throws zip::Error.
+    Archive(const std::filesystem::path& url, AccessMode mode);
+    ~Archive();
+    Archive(const Archive&) = delete;
+    Archive& operator=(const Archive&) = delete;
+
+    [[nodiscard]] const std::filesystem::path& url() const { return m_url; }
+    [[nodiscard]] AccessMode accessMode() const { return m_accessMode; }
+    [[nodiscard]] const EndOfCentralDirectoryRecord& endOfCentralDirectoryRecord() const {
+        return m_endRecords.endOfCentralDirectoryRecord;
+    }
+    [[nodiscard]] const std::optional<ZIP64EndOfCentralDirectory>&
+    zip64EndOfCentralDirectory() const {
+        return m_endRecords.zip64EndOfCentralDirectory;
+    }
+    [[nodiscard]] const EndRecords& endRecords() const { return m_endRecords; }
+
+    /// Walks the central directory in order. A record that cannot be read or
+    /// parsed ends the walk silently, as does an encrypted entry. Each step
+    /// seeks before it reads, so entries may be extracted during the walk.
+    class EntrySequence {
+    public:
+        class iterator {
+        public:
+            using value_type = Entry;
+            using difference_type = std::ptrdiff_t;
+            iterator() = default;
+            const Entry& operator*() const { return *m_current; }
+            const Entry* operator->() const { return &*m_current; }
+            iterator& operator++();
+            bool operator==(const iterator& other) const {
+                return m_current.has_value() == other.m_current.has_value();
+            }
+
+        private:
+            friend class EntrySequence;
+            iterator(Archive* archive, uint64_t count, uint64_t position);
+            void advance();
+            Archive* m_archive = nullptr;
+            uint64_t m_index = 0;
+            uint64_t m_count = 0;
+            uint64_t m_position = 0;
+            std::optional<Entry> m_current;
+        };
+        [[nodiscard]] iterator begin() const;
+        [[nodiscard]] iterator end() const { return {}; }
+
+    private:
+        friend class Archive;
+        explicit EntrySequence(Archive* archive)
+            : m_archive(archive) {}
+        Archive* m_archive;
+    };
+    [[nodiscard]] EntrySequence entrySequence() { return EntrySequence(this); }
+
+    /// The first entry, in directory order, whose decoded path equals `path`.
+    [[nodiscard]] std::optional<Entry> entry(const QString& path);
+
+    /// Reads up to `count` bytes at the stream position; fewer at the end of
+    /// the file. Throws DataError.unreadableFile on a read error.
+    std::vector<uint8_t> readFileChunk(std::size_t count);
+
+    /// Adds one entry from a chunk source (see the class comment of the
+    /// writing rules in Archive.cpp). `entryPath` is UTF-8 bytes. Throws.
+    void appendEntry(const std::string& entryPath, EntryType type, int64_t uncompressedSize,
+                     double modificationDate, std::optional<uint16_t> permissions,
+                     CompressionMethod compressionMethod, int64_t bufferSize, Progress* progress,
+                     const EntryChunkSource& source);
+
+    /// Adds the file system item at `fileLocation` (not followed when it is
+    /// a link) under `entryPath`. Throws.
+    void appendItem(const std::string& entryPath, const std::filesystem::path& fileLocation,
+                    CompressionMethod compressionMethod = CompressionMethod::none,
+                    int64_t bufferSize = defaultChunkSize, Progress* progress = nullptr);
+
+    /// Delivers the entry's data to `consumer` chunk by chunk and returns the
+    /// CRC-32 of what was delivered (0 with `skipCRC32`). Throws.
+    uint32_t readEntry(const Entry& entry, int64_t bufferSize, bool skipCRC32, Progress* progress,
+                       const EntryChunkConsumer& consumer);
+
+    /// Extracts the entry to `destination`: never overwrites, creates parent
+    /// folders, sets permissions and modification time. Returns the CRC-32,
+    /// which is not compared with the stored one. Throws.
+    uint32_t extractEntry(const Entry& entry, const std::filesystem::path& destination,
+                          int64_t bufferSize = defaultChunkSize, bool skipCRC32 = false,
+                          bool allowUncontainedSymlinks = false, Progress* progress = nullptr);
+
+    /// Finds the end records of an open stream: the record nearest the end of
+    /// the file and the ZIP64 pair right ahead of it. Nothing when absent.
+    static std::optional<EndRecords> findEndRecords(std::FILE* stream);
+
+private:
+    friend class EntrySequence::iterator;
+    friend class ExtractionRoot;
+
+    std::optional<Entry> readEntryAt(uint64_t position);
+    void seekTo(uint64_t offset);
+    void writeFileChunk(std::span<const uint8_t> bytes);
+    void writeLargeBuffer(std::span<const uint8_t> bytes, int64_t bufferSize);
+    void rollbackAppend(uint64_t localHeaderOffset, const std::vector<uint8_t>& centralDirectory,
+                        const EndRecords& savedEndRecords, int64_t bufferSize);
+    std::pair<uint64_t, uint32_t> writeEntryData(EntryType type, CompressionMethod method,
+                                                 int64_t uncompressedSize, int64_t bufferSize,
+                                                 Progress* progress,
+                                                 const EntryChunkSource& source);
+
+    std::filesystem::path m_url;
+    AccessMode m_accessMode;
+    std::FILE* m_archiveFile = nullptr;
+    int64_t m_fileSize = 0;
+    EndRecords m_endRecords;
+};
+
+/// Packs `source` (a folder, file or link) into a new archive at
+/// `destination`. With `keepParentFolder` each entry path starts with the
+/// source's name and the source folder itself is the last entry. The result
+/// has the same bytes as appending every item one by one with appendItem,
+/// but is written in one sequential pass with the central directory held in
+/// memory. `finalizedBytes(n)`, when given, is called on the packing thread
+/// with a non-decreasing n after each entry and once at the end: bytes
+/// [0, n) of the destination are final and written to the kernel.
+void packItem(const std::filesystem::path& source, const std::filesystem::path& destination,
+              bool keepParentFolder, CompressionMethod compressionMethod,
+              Progress* progress = nullptr,
+              const std::function<void(uint64_t)>& finalizedBytes = {});
+
+/// The subpaths of a folder in the order packItem adds them: every folder
+/// ahead of its contents, unsorted. Throws on a listing failure.
+std::vector<std::string> directorySubpaths(const std::filesystem::path& folder);
+
+} // namespace corvina::zip
