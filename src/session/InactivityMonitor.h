@@ -5,7 +5,6 @@
 #include <QTimer>
 
 #include <functional>
-#include <memory>
 
 namespace corvina {
 
@@ -72,8 +71,8 @@ public:
     Q_INVOKABLE void handleInactivityTimeout();
 
     /// The running timers, or nullptr when absent.
-    [[nodiscard]] const QTimer* inactivityTimer() const { return m_inactivityTimer.get(); }
-    [[nodiscard]] const QTimer* countdownTimer() const { return m_countdownTimer.get(); }
+    [[nodiscard]] const QTimer* inactivityTimer() const { return m_inactivityTimer; }
+    [[nodiscard]] const QTimer* countdownTimer() const { return m_countdownTimer; }
     /// True while an activity listener is held (armed, or started and not stopped).
     [[nodiscard]] bool hasEventMonitor() const { return !m_localEventMonitor.isNull(); }
 
@@ -86,10 +85,12 @@ Q_SIGNALS:
 private:
     void setRemainingTime(double value);
     void invalidateTimers();
+    static void invalidate(QTimer*& timer);
     void countdownTick();
 
-    std::unique_ptr<QTimer> m_inactivityTimer;
-    std::unique_ptr<QTimer> m_countdownTimer;
+    // Children of the monitor; nullptr when absent.
+    QTimer* m_inactivityTimer = nullptr;
+    QTimer* m_countdownTimer = nullptr;
     QPointer<ActivityFilter> m_localEventMonitor;
     bool m_isAutoLogoutEnabled = false;
     double m_timeoutInterval = defaultTimeoutInterval;
