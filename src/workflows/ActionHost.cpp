@@ -1,0 +1,124 @@
+#include "workflows/ActionHost.h"
+
+#include "engine/ApplicationIdentity.h"
+#include "engine/DiagnosticLog.h"
+
+#include <QTimer>
+
+namespace corvina {
+
+namespace {
+
+// The companion application gets this long to go before the action runs.
+constexpr int companionCloseDelayMs = 1000;
+
+} // namespace
+
+ActionHost::ActionHost(QObject* parent)
+    : QObject(parent) {}
+
+void ActionHost::setPerformAction(bool value) {
+    if (m_performAction == value) {
+        return;
+    }
+    m_performAction = value;
+    Q_EMIT performActionChanged();
+}
+
+void ActionHost::setProgressLoadText(const QString& text) {
+    if (m_progressLoadText == text) {
+        return;
+    }
+    m_progressLoadText = text;
+    Q_EMIT progressLoadTextChanged();
+}
+
+void ActionHost::setMessageText(const QString& text) {
+    if (m_messageText == text) {
+        return;
+    }
+    m_messageText = text;
+    Q_EMIT messageTextChanged();
+}
+
+void ActionHost::setIsSaveButtonDisabled(bool value) {
+    if (m_isSaveButtonDisabled == value) {
+        return;
+    }
+    m_isSaveButtonDisabled = value;
+    Q_EMIT isSaveButtonDisabledChanged();
+}
+
+QString ActionHost::closeAlertTitle() {
+    return QStringLiteral("Corvina schließen");
+}
+
+QString ActionHost::closeAlertMessage() const {
+    QString clause;
+    switch (m_pendingAction) {
+    case Action::restore:
+        clause = QStringLiteral("um die Wiederherstellung des Backups fortzusetzen?");
+        break;
+    case Action::delete_:
+        clause = QStringLiteral("um die Datenlöschung fortzusetzen?");
+        break;
+    case Action::create:
+        break;
+    }
+    return QStringLiteral("Möchtest du, dass das Programm die Corvina schließt, ") + clause;
+}
+
+void ActionHost::flipPerformAction() {
+    setPerformAction(!m_performAction);
+}
+
+void ActionHost::startAction(Action action) {
+    m_pendingAction = action;
+    if (action == Action::create) {
+        flipPerformAction();
+        return;
+    }
+    findCompanionApplication(companionBundleIdentifier);
+}
+
+void ActionHost::findCompanionApplication(const QString& identifier) {
+    std::optional<RunningApplication> application = findRunningApplication(identifier);
+    if (application) {
+        diagnosticLog(QStringLiteral("Приложение найдено: ") + identifier +
+                      QStringLiteral(". Завершаем его. ") + application->description());
+        setRunningApplication(std::move(application));
+        return;
+    }
+    flipPerformAction();
+    diagnosticLog(QStringLiteral("Приложение с идентификатором ") + identifier +
+                  QStringLiteral(" не найдено среди запущенных."));
+}
+
+void ActionHost::closeCompanionApplication() {
+    if (!m_runningApplication) {
+        return;
+    }
+    forceTerminate(*m_runningApplication);
+    setRunningApplication(std::nullopt);
+    QTimer::singleShot(companionCloseDelayMs, this, [this] { flipPerformAction(); });
+}
+
+void ActionHost::dismissCloseAlert() {
+    setRunningApplication(std::nullopt);
+}
+
+void ActionHost::closeView() {
+    setIsSaveButtonDisabled(false);
+    Q_EMIT closeViewRequested();
+}
+
+void ActionHost::setRunningApplication(std::optional<RunningApplication> application) {
+    const bool changed = m_runningApplication.has_value() != application.has_value() ||
+                         (application && m_runningApplication->pid != application->pid);
+    m_runningApplication = std::move(application);
+    if (changed) {
+        Q_EMIT runningApplicationChanged();
+    }
+}
+
+} // namespace corvina

@@ -1,0 +1,100 @@
+#pragma once
+
+#include "workflows/CompanionApplication.h"
+
+#include <QObject>
+#include <QString>
+
+#include <optional>
+
+namespace corvina {
+
+/// The state that the main screen shares with the open action screen: the
+/// trigger, the working caption, the result line and the action button's flag,
+/// together with the companion application that waits to be closed before a
+/// restore or a deletion. An empty text stands for an absent one.
+///
+/// The host flips `performAction` to start the open screen's work; the screen's
+/// view model reacts to every change, whatever the new value.
+class ActionHost : public QObject {
+    Q_OBJECT
+    Q_PROPERTY(
+        bool performAction READ performAction WRITE setPerformAction NOTIFY performActionChanged)
+    Q_PROPERTY(QString progressLoadText READ progressLoadText WRITE setProgressLoadText NOTIFY
+                   progressLoadTextChanged)
+    Q_PROPERTY(QString messageText READ messageText WRITE setMessageText NOTIFY messageTextChanged)
+    Q_PROPERTY(bool isSaveButtonDisabled READ isSaveButtonDisabled WRITE setIsSaveButtonDisabled
+                   NOTIFY isSaveButtonDisabledChanged)
+    /// Whether the companion application was found running; shows the close alert.
+    Q_PROPERTY(
+        bool hasRunningApplication READ hasRunningApplication NOTIFY runningApplicationChanged)
+    Q_PROPERTY(QString closeAlertTitle READ closeAlertTitle CONSTANT)
+    /// The close alert's text for the action that waits for it.
+    Q_PROPERTY(QString closeAlertMessage READ closeAlertMessage NOTIFY runningApplicationChanged)
+
+public:
+    /// `delete_` stands for the action "delete" (a C++ keyword).
+    enum class Action { create, restore, delete_ };
+    Q_ENUM(Action)
+
+    explicit ActionHost(QObject* parent = nullptr);
+
+    [[nodiscard]] bool performAction() const { return m_performAction; }
+    void setPerformAction(bool value);
+    [[nodiscard]] QString progressLoadText() const { return m_progressLoadText; }
+    void setProgressLoadText(const QString& text);
+    [[nodiscard]] QString messageText() const { return m_messageText; }
+    void setMessageText(const QString& text);
+    [[nodiscard]] bool isSaveButtonDisabled() const { return m_isSaveButtonDisabled; }
+    void setIsSaveButtonDisabled(bool value);
+    [[nodiscard]] bool hasRunningApplication() const { return m_runningApplication.has_value(); }
+    [[nodiscard]] const std::optional<RunningApplication>& runningApplication() const {
+        return m_runningApplication;
+    }
+    [[nodiscard]] static QString closeAlertTitle();
+    [[nodiscard]] QString closeAlertMessage() const;
+
+    /// Tells the open screen to run once.
+    Q_INVOKABLE void flipPerformAction();
+
+    /// The sheet's action button. A backup starts at once; a restore or a
+    /// deletion first looks for the running companion application.
+    Q_INVOKABLE void startAction(corvina::ActionHost::Action action);
+
+    /// Looks for the running application with this identifier. When found it
+    /// is kept in `runningApplication` (the close alert appears); otherwise
+    /// the action starts at once.
+    void findCompanionApplication(const QString& identifier);
+
+    /// The close alert's "OK": kills the companion application without asking
+    /// it, dismisses the alert, and starts the action one second later,
+    /// whether or not the application has gone by then.
+    Q_INVOKABLE void closeCompanionApplication();
+
+    /// The close alert's "Abbrechen", or any other dismissal: nothing starts.
+    Q_INVOKABLE void dismissCloseAlert();
+
+    /// Leaves the screen: the button's flag is reset and `closeViewRequested`
+    /// tells the host to close the sheet. Trigger and result line stay.
+    Q_INVOKABLE void closeView();
+
+Q_SIGNALS:
+    void performActionChanged();
+    void progressLoadTextChanged();
+    void messageTextChanged();
+    void isSaveButtonDisabledChanged();
+    void runningApplicationChanged();
+    void closeViewRequested();
+
+private:
+    void setRunningApplication(std::optional<RunningApplication> application);
+
+    bool m_performAction = false;
+    QString m_progressLoadText;
+    QString m_messageText;
+    bool m_isSaveButtonDisabled = false;
+    std::optional<RunningApplication> m_runningApplication;
+    Action m_pendingAction = Action::create;
+};
+
+} // namespace corvina
