@@ -26,7 +26,8 @@ void stopAndRelease(const QString& devicePath, bool verifying) {
         deviceCall(devicePath, QStringLiteral("Release"));
         return;
     }
-    auto* watcher = new QDBusPendingCallWatcher(deviceCall(devicePath, QStringLiteral("VerifyStop")));
+    auto* watcher =
+        new QDBusPendingCallWatcher(deviceCall(devicePath, QStringLiteral("VerifyStop")));
     QObject::connect(watcher, &QDBusPendingCallWatcher::finished, watcher, [watcher, devicePath] {
         watcher->deleteLater();
         deviceCall(devicePath, QStringLiteral("Release"));
@@ -45,18 +46,16 @@ FingerprintVerifier::~FingerprintVerifier() {
     }
 }
 
-void FingerprintVerifier::call(const QString& path, const QString& interface,
-                               const QString& method, const QVariantList& arguments,
-                               Reply reply) {
+void FingerprintVerifier::call(const QString& path, const QString& interface, const QString& method,
+                               const QVariantList& arguments, Reply reply) {
     QDBusMessage message = QDBusMessage::createMethodCall(serviceName, path, interface, method);
     message.setArguments(arguments);
     auto* watcher = new QDBusPendingCallWatcher(
         QDBusConnection::systemBus().asyncCall(message, callTimeoutMs), this);
-    connect(watcher, &QDBusPendingCallWatcher::finished, this,
-            [watcher, reply = std::move(reply)] {
-                watcher->deleteLater();
-                reply(watcher->reply());
-            });
+    connect(watcher, &QDBusPendingCallWatcher::finished, this, [watcher, reply = std::move(reply)] {
+        watcher->deleteLater();
+        reply(watcher->reply());
+    });
 }
 
 void FingerprintVerifier::withDefaultDevice(std::function<void(const QString&)> next,
@@ -79,8 +78,8 @@ void FingerprintVerifier::withDefaultDevice(std::function<void(const QString&)> 
 void FingerprintVerifier::checkAvailability() {
     withDefaultDevice(
         [this](const QString& devicePath) {
-            call(devicePath, deviceInterface, QStringLiteral("ListEnrolledFingers"),
-                 {QString()}, [this](const QDBusMessage& reply) {
+            call(devicePath, deviceInterface, QStringLiteral("ListEnrolledFingers"), {QString()},
+                 [this](const QDBusMessage& reply) {
                      const bool enrolled = reply.type() == QDBusMessage::ReplyMessage &&
                                            !reply.arguments().isEmpty() &&
                                            !reply.arguments().first().toStringList().isEmpty();
@@ -103,9 +102,8 @@ void FingerprintVerifier::verify() {
                      m_claimed = true;
                      // Subscribe before starting, so that no status is missed.
                      m_subscribed = QDBusConnection::systemBus().connect(
-                         serviceName, m_devicePath, deviceInterface,
-                         QStringLiteral("VerifyStatus"), this,
-                         SLOT(onVerifyStatus(QString, bool)));
+                         serviceName, m_devicePath, deviceInterface, QStringLiteral("VerifyStatus"),
+                         this, SLOT(onVerifyStatus(QString, bool)));
                      if (!m_subscribed) {
                          finishVerification(false);
                          return;
@@ -126,6 +124,8 @@ void FingerprintVerifier::verify() {
 }
 
 void FingerprintVerifier::onVerifyStatus(const QString& result, bool done) {
+    // A status means the verification runs, even before VerifyStart's reply.
+    m_verifying = true;
     if (done) {
         finishVerification(result == QLatin1String("verify-match"));
     }

@@ -1,0 +1,104 @@
+#pragma once
+
+#include <QObject>
+#include <QString>
+
+#include <optional>
+
+namespace corvina {
+
+/// The logic of the unlock gate: takes the master password or a fingerprint
+/// and decides the session's `isAuthenticated`.
+///
+/// The host (the gate's view) passes `touchIdOnAppear` down from the
+/// application and acts on the signals: `authenticationAssigned` sets the
+/// session's `isAuthenticated`, `touchIdOnAppearChanged` writes the flag back,
+/// `reported` shakes the window and shows the message for 5 s.
+///
+/// `start()` on first display: after `startDelay` ms the master password is
+/// read from the keyring (off the GUI thread); with one stored the session is
+/// assigned locked, and with the flag "useTouchID" on the fingerprint button
+/// appears and, once per process, the prompt opens `touchIdPromptDelay` ms
+/// later. A failed read leaves the stored password empty, so that only an
+/// empty input matches it.
+class PasswordEntryViewModel : public QObject {
+    Q_OBJECT
+    Q_PROPERTY(QString password READ password WRITE setPassword NOTIFY passwordChanged)
+    Q_PROPERTY(bool isTouchID READ isTouchID NOTIFY isTouchIDChanged)
+    Q_PROPERTY(bool isWrongPassword READ isWrongPassword NOTIFY isWrongPasswordChanged)
+    Q_PROPERTY(bool shouldSelectAll READ isWrongPassword NOTIFY isWrongPasswordChanged)
+    Q_PROPERTY(bool isVerifyingFingerprint READ isVerifyingFingerprint NOTIFY
+                   isVerifyingFingerprintChanged)
+    Q_PROPERTY(bool touchIdOnAppear READ touchIdOnAppear WRITE setTouchIdOnAppear NOTIFY
+                   touchIdOnAppearChanged)
+    Q_PROPERTY(int startDelay MEMBER m_startDelay NOTIFY delaysChanged)
+    Q_PROPERTY(int touchIdPromptDelay MEMBER m_touchIdPromptDelay NOTIFY delaysChanged)
+    Q_PROPERTY(int colorResetDelay MEMBER m_colorResetDelay NOTIFY delaysChanged)
+
+public:
+    static inline const QString wrongPasswordText =
+        QStringLiteral("Du hast ein falsches Passwort eingegeben.");
+    static inline const QString touchIdUnavailableText =
+        QStringLiteral("Touch ID ist auf diesem Gerät nicht verfügbar");
+    static inline const QString touchIdFailedText =
+        QStringLiteral("Die biometrische Authentifizierung ist fehlgeschlagen");
+    /// Why the fingerprint is asked for; shown while the reader waits.
+    static inline const QString touchIdReason = QStringLiteral("Entsperre die App mit Touch ID");
+
+    explicit PasswordEntryViewModel(QObject* parent = nullptr);
+
+    [[nodiscard]] QString password() const { return m_password; }
+    void setPassword(const QString& value);
+    [[nodiscard]] bool isTouchID() const { return m_isTouchID; }
+    /// True for `colorResetDelay` ms after a wrong password: the lock picture
+    /// and the input turn red, and the input selects its whole text.
+    [[nodiscard]] bool isWrongPassword() const { return m_isWrongPassword; }
+    [[nodiscard]] bool isVerifyingFingerprint() const { return m_isVerifyingFingerprint; }
+    [[nodiscard]] bool touchIdOnAppear() const { return m_touchIdOnAppear; }
+    void setTouchIdOnAppear(bool value);
+
+    /// The first-display task. Only the first call counts.
+    Q_INVOKABLE void start();
+    /// Compares the input with the stored master password (canonical equivalence).
+    Q_INVOKABLE void submitPassword();
+    /// The fingerprint sequence; also the fingerprint button's action.
+    Q_INVOKABLE void startTouchId();
+
+Q_SIGNALS:
+    void passwordChanged();
+    void isTouchIDChanged();
+    void isWrongPasswordChanged();
+    void isVerifyingFingerprintChanged();
+    void touchIdOnAppearChanged();
+    void delaysChanged();
+    /// Set the session's `isAuthenticated` to this value.
+    void authenticationAssigned(bool isAuthenticated);
+    /// Shake the window and show this message.
+    void reported(const QString& message);
+
+private:
+    struct StoredSecrets {
+        std::optional<QString> masterPassword;
+        bool useTouchId = false;
+    };
+    static StoredSecrets readStoredSecrets();
+    void applyStoredSecrets(const StoredSecrets& secrets);
+    void unlock();
+    void setIsTouchID(bool value);
+    void setIsWrongPassword(bool value);
+    void setIsVerifyingFingerprint(bool value);
+
+    QString m_kcPassword;
+    QString m_password;
+    bool m_isTouchID = false;
+    bool m_isWrongPassword = false;
+    bool m_isVerifyingFingerprint = false;
+    bool m_touchIdOnAppear = true;
+    bool m_started = false;
+    bool m_unlocked = false;
+    int m_startDelay = 500;
+    int m_touchIdPromptDelay = 1000;
+    int m_colorResetDelay = 1000;
+};
+
+} // namespace corvina
