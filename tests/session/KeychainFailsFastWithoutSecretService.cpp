@@ -1,0 +1,295 @@
+// Each scenario runs this executable again as a child in the environment it
+// needs (no bus, a bus without keyring, a keyring that never answers, a
+// locked keyring) and checks what the child reports and prints.
+
+#include <gio/gio.h>
+
+#include "SecretTool.h"
+
+#include "session/Keychain.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <cstdio>
+#include <cstring>
+#include <functional>
+
+using namespace corvina;
+
+namespace {
+
+const QString childService = QStringLiteral("de.Corvina-Backup-Manager.Test.Failures");
+const QString childKey = QStringLiteral("key");
+
+// One line per operation: "RESULT <operation> <status or value> <milliseconds>".
+void report(const char* operation, const std::function<QString()>& run) {
+    QElapsedTimer clock;
+    clock.start();
+    QString outcome;
+    try {
+        outcome = run();
+    } catch (const KeychainError& error) {
+        outcome = error.status().name();
+    }
+    std::printf("RESULT %s %s %lld\n", operation, qPrintable(outcome),
+                static_cast<long long>(clock.elapsed()));
+    std::fflush(stdout);
+}
+
+void reportAllOperations() {
+    const Keychain keychain(childService);
+    report("read", [&] {
+        const auto value = keychain.readString(childKey);
+        return value ? QStringLiteral("value:") + *value : QStringLiteral("absent");
+    });
+    report("write", [&] {
+        keychain.writeString(QStringLiteral("new"), childKey);
+        return QStringLiteral("success");
+    });
+    report("remove", [&] {
+        keychain.removeItem(childKey);
+        return QStringLiteral("success");
+    });
+    report("readFlag", [] {
+        return Keychain::readFlag(childKey) ? QStringLiteral("true") : QStringLiteral("false");
+    });
+    report("writeFlag", [] {
+        Keychain::writeFlag(childKey, true);
+        return QStringLiteral("done");
+    });
+}
+
+// Drops every method call that reaches this connection, so the bus name it
+// owns never answers.
+GDBusMessage* dropMethodCalls(GDBusConnection*, GDBusMessage* message, gboolean incoming,
+                              gpointer) {
+    if (incoming && g_dbus_message_get_message_type(message) == G_DBUS_MESSAGE_TYPE_METHOD_CALL) {
+        g_object_unref(message);
+        return nullptr;
+    }
+    return message;
+}
+
+bool ownSecretServiceNameSilently() {
+    gchar* address = g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SESSION, nullptr, nullptr);
+    if (address == nullptr) {
+        return false;
+    }
+    // Kept open for the life of the child.
+    GDBusConnection* connection = g_dbus_connection_new_for_address_sync(
+        address,
+        GDBusConnectionFlags(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
+                             G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
+        nullptr, nullptr, nullptr);
+    g_free(address);
+    if (connection == nullptr) {
+        return false;
+    }
+    g_dbus_connection_add_filter(connection, dropMethodCalls, nullptr, nullptr);
+    GVariant* reply = g_dbus_connection_call_sync(
+        connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+        "RequestName", g_variant_new("(su)", "org.freedesktop.secrets", 0u), nullptr,
+        G_DBUS_CALL_FLAGS_NONE, 5000, nullptr, nullptr);
+    if (reply == nullptr) {
+        return false;
+    }
+    g_variant_unref(reply);
+    return true;
+}
+
+bool lockDefaultCollection() {
+    QProcess gdbus;
+    gdbus.start(QStringLiteral("gdbus"),
+                {QStringLiteral("call"), QStringLiteral("--session"), QStringLiteral("--dest"),
+                 QStringLiteral("org.freedesktop.secrets"), QStringLiteral("--object-path"),
+                 QStringLiteral("/org/freedesktop/secrets"), QStringLiteral("--method"),
+                 QStringLiteral("org.freedesktop.Secret.Service.Lock"),
+                 QStringLiteral("['/org/freedesktop/secrets/aliases/default']")});
+    return gdbus.waitForFinished(10000) && gdbus.exitCode() == 0;
+}
+
+int runChild(int argc, char** argv) {
+    QCoreApplication application(argc, argv);
+    const QByteArray scenario = argv[2];
+    if (scenario == "silent") {
+        if (!ownSecretServiceNameSilently()) {
+            return 2;
+        }
+        const Keychain keychain(childService);
+        report("read", [&] {
+            const auto value = keychain.readString(childKey);
+            return value ? QStringLiteral("value") : QStringLiteral("absent");
+        });
+        return 0;
+    }
+    if (scenario == "locked") {
+        if (!secret_tool::store(
+                {QStringLiteral("service"), childService, QStringLiteral("account"), childKey},
+                "old") ||
+            !lockDefaultCollection()) {
+            return 2;
+        }
+    }
+    reportAllOperations();
+    return 0;
+}
+
+// A session bus with no service files: nothing can be activated on it.
+const char* const privateBusConfig = "<busconfig>\n"
+                                     "  <type>session</type>\n"
+                                     "  <listen>unix:tmpdir=/tmp</listen>\n"
+                                     "  <auth>EXTERNAL</auth>\n"
+                                     "  <policy context=\"default\">\n"
+                                     "    <allow send_destination=\"*\" eavesdrop=\"true\"/>\n"
+                                     "    <allow eavesdrop=\"true\"/>\n"
+                                     "    <allow own=\"*\"/>\n"
+                                     "  </policy>\n"
+                                     "</busconfig>\n";
+
+} // namespace
+
+class KeychainFailsFastWithoutSecretService : public QObject {
+    Q_OBJECT
+
+    QTemporaryDir scratch;
+
+    enum class Launch { withoutBus, busWithoutKeyring, ownKeyring, sameKeyring };
+
+    // Runs the child scenario and gives its standard output.
+    QByteArray runChild(Launch launch, const QByteArray& scenario) {
+        const QString self = QCoreApplication::applicationFilePath();
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        // No display: a keyring must not be able to show an unlock prompt.
+        environment.remove(QStringLiteral("DISPLAY"));
+        environment.remove(QStringLiteral("WAYLAND_DISPLAY"));
+        QString program = self;
+        QStringList arguments{QStringLiteral("--child"), QString::fromLatin1(scenario)};
+        switch (launch) {
+        case Launch::withoutBus:
+            environment.remove(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"));
+            environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), scratch.filePath("runtime"));
+            break;
+        case Launch::busWithoutKeyring:
+            program = QStringLiteral("dbus-run-session");
+            arguments = QStringList{QStringLiteral("--config-file=") + scratch.filePath("bus.conf"),
+                                    QStringLiteral("--"), self} +
+                        arguments;
+            break;
+        case Launch::ownKeyring:
+            program = QStringLiteral("bash");
+            arguments =
+                QStringList{QStringLiteral(CORVINA_SOURCE_DIR "/scripts/with-keyring.sh"), self} +
+                arguments;
+            break;
+        case Launch::sameKeyring:
+            break;
+        }
+        QProcess child;
+        child.setProcessEnvironment(environment);
+        child.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        child.start(program, arguments);
+        if (!child.waitForFinished(60000)) {
+            child.kill();
+            child.waitForFinished();
+            return "child did not finish";
+        }
+        const QByteArray output = child.readAllStandardOutput();
+        if (child.exitStatus() != QProcess::NormalExit || child.exitCode() != 0) {
+            return "child failed: " + output;
+        }
+        return output;
+    }
+
+private Q_SLOTS:
+    void initTestCase() {
+        QVERIFY(scratch.isValid());
+        QVERIFY(QDir(scratch.path()).mkpath(QStringLiteral("runtime")));
+        QFile config(scratch.filePath("bus.conf"));
+        QVERIFY(config.open(QIODevice::WriteOnly));
+        config.write(privateBusConfig);
+    }
+
+    void operationsGiveTheirStatus_data() {
+        QTest::addColumn<int>("launch");
+        QTest::addColumn<QByteArray>("scenario");
+        QTest::addColumn<QStringList>("results");
+        QTest::addColumn<QByteArrayList>("lines");
+        QTest::addColumn<int>("limitMs");
+
+        const QByteArray notAvailableLine =
+            "OSStatus error:[-25291] No keychain is available. You may need to restart your "
+            "computer.";
+        const QStringList unavailable{"read notAvailable", "write notAvailable",
+                                      "remove notAvailable", "readFlag false", "writeFlag done"};
+        QTest::newRow("no session bus") << int(Launch::withoutBus) << QByteArray("all")
+                                        << unavailable << QByteArrayList{notAvailableLine} << 3000;
+        QTest::newRow("bus without secret service")
+            << int(Launch::busWithoutKeyring) << QByteArray("all") << unavailable
+            << QByteArrayList{notAvailableLine} << 3000;
+        QTest::newRow("secret service that never answers")
+            << int(Launch::busWithoutKeyring) << QByteArray("silent")
+            << QStringList{"read notAvailable"} << QByteArrayList{notAvailableLine}
+            << Keychain::callTimeoutMs + 2000;
+        // A lookup in a locked collection finds nothing; changes are refused.
+        QTest::newRow("locked collection")
+            << int(Launch::ownKeyring) << QByteArray("locked")
+            << QStringList{"read absent", "write interactionNotAllowed",
+                           "remove interactionNotAllowed", "readFlag false", "writeFlag done"}
+            << QByteArrayList{"OSStatus error:[-25308] User interaction is not allowed."} << 3000;
+    }
+    void operationsGiveTheirStatus() {
+        QFETCH(int, launch);
+        QFETCH(QByteArray, scenario);
+        QFETCH(QStringList, results);
+        QFETCH(QByteArrayList, lines);
+        QFETCH(int, limitMs);
+
+        const QByteArray output = runChild(Launch(launch), scenario);
+        QStringList seen;
+        for (const QByteArray& line : output.split('\n')) {
+            if (!line.startsWith("RESULT ")) {
+                continue;
+            }
+            const QList<QByteArray> fields = line.split(' ');
+            QCOMPARE(fields.size(), 4);
+            QVERIFY2(fields[3].toInt() < limitMs, line.constData());
+            seen << QString::fromUtf8(fields[1] + ' ' + fields[2]);
+        }
+        QVERIFY2(!seen.isEmpty(), output.constData());
+        QCOMPARE(seen, results);
+        const QList<QByteArray> outputLines = output.split('\n');
+        for (const QByteArray& line : lines) {
+            QVERIFY2(outputLines.contains(line), output.constData());
+        }
+    }
+
+    // The conversion failure writes its own line, not an OSStatus line.
+    void bytesThatAreNoUtf8WriteTheConversionLine() {
+        const QStringList attributes{QStringLiteral("service"), childService,
+                                     QStringLiteral("account"), childKey};
+        QVERIFY(secret_tool::store(attributes, "\xff\xfe"));
+        const QByteArray output = runChild(Launch::sameKeyring, "all");
+        secret_tool::clear(attributes);
+        secret_tool::clear({QStringLiteral("account"), childKey});
+
+        const QList<QByteArray> lines = output.split('\n');
+        QVERIFY2(lines.contains("failed to convert data to string"), output.constData());
+        QVERIFY2(lines.first().startsWith("failed to convert data to string"), output.constData());
+        QVERIFY2(output.contains("RESULT read conversionError "), output.constData());
+        QVERIFY2(!output.contains("OSStatus"), output.constData());
+    }
+};
+
+int main(int argc, char** argv) {
+    if (argc >= 3 && std::strcmp(argv[1], "--child") == 0) {
+        return runChild(argc, argv);
+    }
+    QCoreApplication application(argc, argv);
+    KeychainFailsFastWithoutSecretService test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "KeychainFailsFastWithoutSecretService.moc"
