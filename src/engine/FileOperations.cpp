@@ -1,8 +1,5 @@
 #include "engine/FileOperations.h"
 
-#include "engine/Cipher.h"
-#include "zip/Error.h"
-
 #include <QRandomGenerator>
 
 #include <cerrno>
@@ -22,22 +19,6 @@ SystemError::SystemError(int errnum, const std::filesystem::path& path)
 QString SystemError::localizedDescription() const {
     return QStringLiteral("%1: %2").arg(QString::fromStdString(m_path.string()),
                                         QString::fromLocal8Bit(std::strerror(m_errno)));
-}
-
-QString describeException(const std::exception_ptr& error) {
-    try {
-        std::rethrow_exception(error);
-    } catch (const zip::Error& e) {
-        return e.localizedDescription();
-    } catch (const CipherError& e) {
-        return e.localizedDescription();
-    } catch (const SystemError& e) {
-        return e.localizedDescription();
-    } catch (const std::exception& e) {
-        return QString::fromLocal8Bit(e.what());
-    } catch (...) {
-        return QStringLiteral("Unknown error");
-    }
 }
 
 FileDescriptor& FileDescriptor::operator=(FileDescriptor&& other) noexcept {

@@ -27,9 +27,6 @@ private:
     std::string m_what;
 };
 
-/// The description of whatever the engine caught, for its log lines.
-[[nodiscard]] QString describeException(const std::exception_ptr& error);
-
 /// An owned file descriptor, closed on destruction.
 class FileDescriptor {
 public:
