@@ -1,0 +1,381 @@
+// The monitor on the real event loop with short intervals, fed with input
+// events on a real window of the offscreen platform. Persistence is checked
+// across processes: the test runs itself again as a child that writes or
+// reads the settings.
+
+#include "engine/ApplicationIdentity.h"
+#include "session/InactivityMonitor.h"
+#include "session/SessionState.h"
+#include "session/TimeOption.h"
+
+#include <QGuiApplication>
+#include <QProcess>
+#include <QSettings>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QWindow>
+
+#include <cstdio>
+#include <cstring>
+#include <memory>
+
+using namespace corvina;
+
+namespace {
+
+// Child: "write <enabled> <interval>" sets both through the monitor;
+// "read" prints what a new monitor starts with.
+int runChild(int argc, char** argv) {
+    QGuiApplication application(argc, argv);
+    applyApplicationIdentity();
+    InactivityMonitor monitor;
+    if (std::strcmp(argv[2], "write") == 0 && argc >= 5) {
+        monitor.setIsAutoLogoutEnabled(std::strcmp(argv[3], "true") == 0);
+        monitor.setTimeoutInterval(QByteArray(argv[4]).toDouble());
+        return 0;
+    }
+    std::printf("%s %s %s\n", monitor.isAutoLogoutEnabled() ? "true" : "false",
+                qPrintable(QString::number(monitor.timeoutInterval())),
+                qPrintable(QString::number(monitor.remainingTime())));
+    return 0;
+}
+
+QByteArray runSelf(const QStringList& arguments) {
+    QProcess child;
+    child.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    child.start(QCoreApplication::applicationFilePath(), QStringList{"--child"} + arguments);
+    if (!child.waitForFinished(30000) || child.exitCode() != 0) {
+        return "child failed";
+    }
+    return child.readAllStandardOutput().trimmed();
+}
+
+enum class Input {
+    leftClick,
+    rightClick,
+    middleClick,
+    mouseMove,
+    dragMove,
+    keyClick,
+    keyReleaseOnly,
+    wheel,
+    keyPressToNonWindow,
+    mousePressToNonWindow,
+};
+
+void deliver(Input input, QWindow& window, QObject& nonWindow) {
+    const QPointF point(20, 20);
+    const QPointF global = window.mapToGlobal(point);
+    switch (input) {
+    case Input::leftClick:
+        QTest::mouseClick(&window, Qt::LeftButton, {}, point.toPoint());
+        break;
+    case Input::rightClick:
+        QTest::mouseClick(&window, Qt::RightButton, {}, point.toPoint());
+        break;
+    case Input::middleClick:
+        QTest::mouseClick(&window, Qt::MiddleButton, {}, point.toPoint());
+        break;
+    case Input::mouseMove:
+        QTest::mouseMove(&window, QPoint(30, 30));
+        QTest::mouseMove(&window, QPoint(40, 35));
+        break;
+    case Input::dragMove: {
+        QMouseEvent drag(QEvent::MouseMove, point, global, Qt::NoButton, Qt::LeftButton, {});
+        QCoreApplication::sendEvent(&window, &drag);
+        break;
+    }
+    case Input::keyClick:
+        QTest::keyClick(&window, Qt::Key_A);
+        break;
+    case Input::keyReleaseOnly: {
+        QKeyEvent release(QEvent::KeyRelease, Qt::Key_A, Qt::NoModifier, QStringLiteral("a"));
+        QCoreApplication::sendEvent(&window, &release);
+        break;
+    }
+    case Input::wheel: {
+        QWheelEvent wheel(point, global, QPoint(), QPoint(0, 120), Qt::NoButton, Qt::NoModifier,
+                          Qt::NoScrollPhase, false);
+        QCoreApplication::sendEvent(&window, &wheel);
+        break;
+    }
+    case Input::keyPressToNonWindow: {
+        QKeyEvent press(QEvent::KeyPress, Qt::Key_A, Qt::NoModifier, QStringLiteral("a"));
+        QCoreApplication::sendEvent(&nonWindow, &press);
+        break;
+    }
+    case Input::mousePressToNonWindow: {
+        QMouseEvent press(QEvent::MouseButtonPress, point, global, Qt::LeftButton, Qt::LeftButton,
+                          {});
+        QCoreApplication::sendEvent(&nonWindow, &press);
+        break;
+    }
+    }
+}
+
+} // namespace
+
+class InactivityMonitorLogsOutWhenIdle : public QObject {
+    Q_OBJECT
+
+    QWindow window;
+    QObject nonWindow;
+
+    // A monitor and its session as the application wires them: the time-out
+    // locks the session.
+    struct Session {
+        InactivityMonitor monitor;
+        SessionState state{monitor};
+        int timeouts = 0;
+
+        Session(bool autoLogout, double interval) {
+            monitor.setIsAutoLogoutEnabled(autoLogout);
+            monitor.setTimeoutInterval(interval);
+            monitor.onTimeout = [this] {
+                ++timeouts;
+                state.setIsAuthenticated(false);
+            };
+        }
+    };
+
+    static bool isArmed(const InactivityMonitor& monitor) {
+        return monitor.inactivityTimer() != nullptr && monitor.inactivityTimer()->isActive() &&
+               monitor.countdownTimer() != nullptr && monitor.countdownTimer()->isActive() &&
+               monitor.hasEventMonitor();
+    }
+    static bool isIdle(const InactivityMonitor& monitor) {
+        return monitor.inactivityTimer() == nullptr && monitor.countdownTimer() == nullptr &&
+               !monitor.hasEventMonitor();
+    }
+
+private Q_SLOTS:
+    void initTestCase() {
+        applyApplicationIdentity();
+        window.resize(200, 100);
+        window.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&window));
+    }
+
+    void init() { QSettings().clear(); }
+
+    void startsWithDefaultsWhenNothingIsStored() {
+        const InactivityMonitor monitor;
+        QCOMPARE(monitor.isAutoLogoutEnabled(), false);
+        QCOMPARE(monitor.timeoutInterval(), 600.0);
+        QCOMPARE(monitor.remainingTime(), 600.0);
+        QCOMPARE(monitor.isAuthenticated(), false);
+        QVERIFY(isIdle(monitor));
+        // Construction reads and doesn't write.
+        QVERIFY(!QSettings().contains(QStringLiteral("LogoutTimeout")));
+    }
+
+    void settingsSurviveARestart_data() {
+        QTest::addColumn<QString>("enabled");
+        QTest::addColumn<QString>("interval");
+        QTest::newRow("on, 30 min") << "true"
+                                    << "1800";
+        QTest::newRow("off, 2 min") << "false"
+                                    << "120";
+        QTest::newRow("on, fraction") << "true"
+                                      << "0.3";
+    }
+    void settingsSurviveARestart() {
+        QFETCH(QString, enabled);
+        QFETCH(QString, interval);
+        QCOMPARE(runSelf({"write", enabled, interval}), QByteArray());
+        QCOMPARE(runSelf({"read"}), (enabled + u' ' + interval + u' ' + interval).toUtf8());
+    }
+
+    // Values of another type, or intervals no timer can run, give the defaults.
+    void strangeStoredValuesGiveTheDefaults_data() {
+        QTest::addColumn<QVariant>("enabled");
+        QTest::addColumn<QVariant>("interval");
+        QTest::addColumn<QByteArray>("expected");
+        QTest::newRow("text") << QVariant("yes") << QVariant("soon") << QByteArray("false 600 600");
+        QTest::newRow("list") << QVariant(QStringList{"true", "x"})
+                              << QVariant(QStringList{"1", "2"}) << QByteArray("false 600 600");
+        QTest::newRow("negative") << QVariant("1") << QVariant("-5") << QByteArray("false 600 600");
+        QTest::newRow("zero") << QVariant("true") << QVariant(0) << QByteArray("true 600 600");
+        QTest::newRow("not a number")
+            << QVariant() << QVariant("nan") << QByteArray("false 600 600");
+        QTest::newRow("infinite") << QVariant() << QVariant("inf") << QByteArray("false 600 600");
+        QTest::newRow("beyond any timer")
+            << QVariant() << QVariant("1e300") << QByteArray("false 600 600");
+        QTest::newRow("boolean interval")
+            << QVariant() << QVariant(true) << QByteArray("false 600 600");
+        QTest::newRow("plain values")
+            << QVariant(true) << QVariant(300.0) << QByteArray("true 300 300");
+    }
+    void strangeStoredValuesGiveTheDefaults() {
+        QFETCH(QVariant, enabled);
+        QFETCH(QVariant, interval);
+        QFETCH(QByteArray, expected);
+        {
+            QSettings settings;
+            if (enabled.isValid()) {
+                settings.setValue(QStringLiteral("isAutoLogoutEnabled"), enabled);
+            }
+            settings.setValue(QStringLiteral("LogoutTimeout"), interval);
+        }
+        QCOMPARE(runSelf({"read"}), expected);
+    }
+
+    void unlockWithOptionOffStartsNoTimer() {
+        Session session(false, 0.3);
+        session.state.setIsAuthenticated(true);
+        QVERIFY(session.monitor.isAuthenticated());
+        QVERIFY(isIdle(session.monitor));
+        QTest::keyClick(&window, Qt::Key_A);
+        QTest::qWait(500);
+        QVERIFY(isIdle(session.monitor));
+        QCOMPARE(session.timeouts, 0);
+        QVERIFY(session.state.isAuthenticated());
+    }
+
+    void idleTimeLocksTheSession() {
+        Session session(true, 0.3);
+        QSignalSpy locked(&session.state, &SessionState::isAuthenticatedChanged);
+        QElapsedTimer clock;
+        clock.start();
+        session.state.setIsAuthenticated(true);
+        QVERIFY(isArmed(session.monitor));
+        QCOMPARE(session.monitor.remainingTime(), 0.3);
+
+        QTRY_VERIFY_WITH_TIMEOUT(!session.state.isAuthenticated(), 3000);
+        QVERIFY(clock.elapsed() >= 290);
+        QCOMPARE(session.timeouts, 1);
+        QCOMPARE(locked.count(), 2);
+        QVERIFY(!session.monitor.isAuthenticated());
+        QVERIFY(isIdle(session.monitor));
+    }
+
+    void activityStartsTheTimeOver_data() {
+        QTest::addColumn<int>("input");
+        QTest::addColumn<bool>("counts");
+        QTest::newRow("left click") << int(Input::leftClick) << true;
+        QTest::newRow("right click") << int(Input::rightClick) << true;
+        QTest::newRow("mouse move") << int(Input::mouseMove) << true;
+        QTest::newRow("key click") << int(Input::keyClick) << true;
+        QTest::newRow("middle click") << int(Input::middleClick) << false;
+        QTest::newRow("move with button held") << int(Input::dragMove) << false;
+        QTest::newRow("key release alone") << int(Input::keyReleaseOnly) << false;
+        QTest::newRow("wheel") << int(Input::wheel) << false;
+        QTest::newRow("key press to a non-window") << int(Input::keyPressToNonWindow) << false;
+        QTest::newRow("mouse press to a non-window") << int(Input::mousePressToNonWindow) << false;
+    }
+    void activityStartsTheTimeOver() {
+        QFETCH(int, input);
+        QFETCH(bool, counts);
+        // A press away from the cursor brings a move along: start at the
+        // point of the clicks.
+        QTest::mouseMove(&window, QPoint(20, 20));
+        Session session(true, 5.0);
+        session.state.setIsAuthenticated(true);
+        QTest::qWait(400);
+        const int before = session.monitor.inactivityTimer()->remainingTime();
+        QVERIFY(before <= 4650);
+
+        deliver(Input(input), window, nonWindow);
+
+        const int after = session.monitor.inactivityTimer()->remainingTime();
+        if (counts) {
+            QVERIFY2(after > 4900, qPrintable(QString::number(after)));
+        } else {
+            QVERIFY2(after <= before + 20, qPrintable(QString::number(after)));
+        }
+    }
+
+    void countdownReachesZeroBeforeTheTimeOut() {
+        Session session(true, 2.5);
+        QList<double> shown;
+        connect(&session.monitor, &InactivityMonitor::remainingTimeChanged, this,
+                [&] { shown << session.monitor.remainingTime(); });
+        session.state.setIsAuthenticated(true);
+        QTRY_COMPARE_WITH_TIMEOUT(session.timeouts, 1, 5000);
+        QCOMPARE(shown, (QList<double>{2.5, 1.5, 0.5}));
+    }
+
+    void changedIntervalRestartsTheCountdownAtOnce() {
+        Session session(true, 5.0);
+        session.state.setIsAuthenticated(true);
+        QTRY_COMPARE_WITH_TIMEOUT(session.monitor.remainingTime(), 4.0, 2000);
+
+        session.monitor.setTimeoutInterval(3.0);
+
+        QCOMPARE(session.monitor.remainingTime(), 3.0);
+        QVERIFY(session.monitor.inactivityTimer()->remainingTime() > 2900);
+        QCOMPARE(QSettings().value(QStringLiteral("LogoutTimeout")).toDouble(), 3.0);
+    }
+
+    void lockStopsEverythingAndUnlockStartsOver() {
+        Session session(true, 5.0);
+        session.state.setIsAuthenticated(true);
+        QTRY_COMPARE_WITH_TIMEOUT(session.monitor.remainingTime(), 4.0, 2000);
+
+        session.state.setIsAuthenticated(false);
+        QVERIFY(isIdle(session.monitor));
+        QTest::keyClick(&window, Qt::Key_A);
+        QTest::mouseMove(&window, QPoint(50, 50));
+        QVERIFY(isIdle(session.monitor));
+
+        session.state.setIsAuthenticated(true);
+        QVERIFY(isArmed(session.monitor));
+        QCOMPARE(session.monitor.remainingTime(), 5.0);
+    }
+
+    void switchingTheOptionStartsAndStops() {
+        Session session(false, 5.0);
+        session.state.setIsAuthenticated(true);
+        QSignalSpy changed(&session.monitor, &InactivityMonitor::isAutoLogoutEnabledChanged);
+
+        session.monitor.setIsAutoLogoutEnabled(true);
+        QVERIFY(isArmed(session.monitor));
+        QCOMPARE(QSettings().value(QStringLiteral("isAutoLogoutEnabled")).toBool(), true);
+
+        session.monitor.setIsAutoLogoutEnabled(false);
+        QVERIFY(isIdle(session.monitor));
+        QTest::keyClick(&window, Qt::Key_A);
+        QVERIFY(isIdle(session.monitor));
+        QCOMPARE(changed.count(), 2);
+    }
+
+    // Each unlock leaves a listener behind; they must die with the monitor.
+    void eventsAfterTheMonitorIsGoneAreHarmless() {
+        auto session = std::make_unique<Session>(true, 5.0);
+        for (int i = 0; i < 3; ++i) {
+            session->state.setIsAuthenticated(true);
+            session->state.setIsAuthenticated(false);
+        }
+        session->state.setIsAuthenticated(true);
+        session.reset();
+        QTest::keyClick(&window, Qt::Key_A);
+        QTest::mouseMove(&window, QPoint(60, 40));
+    }
+
+    void pickerOffersSeventeenIntervals() {
+        const auto& options = timeOptions();
+        QCOMPARE(options.size(), 17);
+        QCOMPARE(options.first().label(), QStringLiteral("2 Min"));
+        QCOMPARE(options.first().seconds(), 120.0);
+        QCOMPARE(options.at(12).label(), QStringLiteral("1 St"));
+        QCOMPARE(options.last().seconds(), 18000.0);
+        for (qsizetype i = 1; i < options.size(); ++i) {
+            QVERIFY(options.at(i).seconds() > options.at(i - 1).seconds());
+        }
+    }
+};
+
+int main(int argc, char** argv) {
+    if (argc >= 3 && std::strcmp(argv[1], "--child") == 0) {
+        return runChild(argc, argv);
+    }
+    // Settings go to a scratch folder that the children inherit.
+    QTemporaryDir configHome;
+    qputenv("XDG_CONFIG_HOME", configHome.path().toUtf8());
+    QGuiApplication application(argc, argv);
+    InactivityMonitorLogsOutWhenIdle test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "InactivityMonitorLogsOutWhenIdle.moc"
