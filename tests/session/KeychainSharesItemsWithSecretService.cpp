@@ -7,6 +7,10 @@
 
 #include <QTest>
 
+#include <atomic>
+#include <thread>
+#include <vector>
+
 using namespace corvina;
 
 namespace {
@@ -242,6 +246,37 @@ private Q_SLOTS:
         QCOMPARE(holder.keychain.options.itemClass, Keychain::ItemClass::genericPassword);
         QCOMPARE(holder.keychain.options.accessibility, Keychain::Accessibility::afterFirstUnlock);
         QVERIFY(!holder.keychain.options.synchronizable);
+    }
+
+    // Callers may sit on any thread; each call runs its own conversation.
+    void callsFromSeveralThreadsAtOnce() {
+        const Keychain keychain(service());
+        std::vector<std::thread> threads;
+        std::atomic<int> failures = 0;
+        for (int t = 0; t < 4; ++t) {
+            threads.emplace_back([&, t] {
+                const QString key = QStringLiteral("key%1").arg(t);
+                for (int round = 0; round < 5; ++round) {
+                    const QString value = QStringLiteral("value %1.%2").arg(t).arg(round);
+                    try {
+                        keychain.writeString(value, key);
+                        if (keychain.readString(key) != std::optional<QString>(value)) {
+                            ++failures;
+                        }
+                    } catch (const KeychainError&) {
+                        ++failures;
+                    }
+                }
+            });
+        }
+        for (auto& thread : threads) {
+            thread.join();
+        }
+        QCOMPARE(failures.load(), 0);
+        for (int t = 0; t < 4; ++t) {
+            const auto attributes = itemAttributes(service(), QStringLiteral("key%1").arg(t));
+            QCOMPARE(secret_tool::itemPaths(attributes).size(), 1);
+        }
     }
 
     void statusRowsCarryCodesAndTexts_data() {
