@@ -76,7 +76,8 @@ std::optional<QString> readFinderComment(const QString& filePath) {
         return std::nullopt;
     }
     // The value may have changed between the two calls; take what was read.
-    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::ConvertInitialBom);
+    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless |
+                                                     QStringDecoder::Flag::ConvertInitialBom);
     QString text = decoder.decode(QByteArrayView(buffer.data(), read));
     if (decoder.hasError()) {
         return std::nullopt;
