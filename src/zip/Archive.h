@@ -123,6 +123,8 @@ private:
     friend class ExtractionRoot;
 
     std::optional<Entry> readEntryAt(uint64_t position);
+    uint32_t readEntryData(const Entry& entry, int64_t bufferSize, int64_t storedChunkSize,
+                           bool skipCRC32, Progress* progress, const EntryChunkConsumer& consumer);
     void seekTo(uint64_t offset);
     void writeFileChunk(std::span<const uint8_t> bytes);
     void writeLargeBuffer(std::span<const uint8_t> bytes, int64_t bufferSize);

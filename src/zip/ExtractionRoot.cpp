@@ -1,0 +1,276 @@
+#include "zip/ExtractionRoot.h"
+
+#include "zip/ItemInspection.h"
+
+#include <QByteArrayList>
+
+#include <cerrno>
+#include <fcntl.h>
+#include <linux/openat2.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace corvina::zip {
+
+namespace {
+
+/// Folder parts and the last part of a relative path; "" and "." parts are
+/// dropped. An empty leaf addresses the root itself.
+struct SplitPath {
+    std::vector<std::string> parents;
+    std::string leaf;
+};
+
+SplitPath splitRelative(const QByteArray& bytes, const std::filesystem::path& display) {
+    if (bytes.startsWith('/')) {
+        throw Error(ArchiveError::uncontainedEntryPath, display);
+    }
+    std::vector<std::string> parts;
+    for (const QByteArray& part : bytes.split('/')) {
+        if (part.isEmpty() || part == ".") {
+            continue;
+        }
+        if (part == "..") {
+            throw Error(ArchiveError::uncontainedEntryPath, display);
+        }
+        parts.emplace_back(part.constData(), static_cast<std::size_t>(part.size()));
+    }
+    SplitPath split;
+    if (!parts.empty()) {
+        split.leaf = std::move(parts.back());
+        parts.pop_back();
+    }
+    split.parents = std::move(parts);
+    return split;
+}
+
+struct Fd {
+    int fd = -1;
+    explicit Fd(int value)
+        : fd(value) {}
+    Fd(const Fd&) = delete;
+    Fd& operator=(const Fd&) = delete;
+    ~Fd() {
+        if (fd >= 0) {
+            ::close(fd);
+        }
+    }
+};
+
+int duplicate(int fd, const std::filesystem::path& display) {
+    const int copy = fcntl(fd, F_DUPFD_CLOEXEC, 0);
+    if (copy < 0) {
+        throw Error::posix(errno, display);
+    }
+    return copy;
+}
+
+/// Fails with uncontainedEntryPath when `name` in `dirfd` is a link, else
+/// with the POSIX error `error`.
+[[noreturn]] void throwOpenFailure(int dirfd, const std::string& name, int error,
+                                   const std::filesystem::path& display) {
+    struct stat st {};
+    if (error == ELOOP || error == EXDEV ||
+        (fstatat(dirfd, name.c_str(), &st, AT_SYMLINK_NOFOLLOW) == 0 && S_ISLNK(st.st_mode))) {
+        throw Error(ArchiveError::uncontainedEntryPath, display);
+    }
+    throw Error::posix(error, display);
+}
+
+/// Opens the folder `parts` beneath `rootfd`, creating missing folders when
+/// `create` is set. No part may be a link.
+int openFolderBeneath(int rootfd, const std::vector<std::string>& parts, bool create,
+                      const std::filesystem::path& display) {
+    if (parts.empty()) {
+        return duplicate(rootfd, display);
+    }
+    std::string joined;
+    for (const std::string& part : parts) {
+        if (!joined.empty()) {
+            joined.push_back('/');
+        }
+        joined += part;
+    }
+    open_how how{};
+    how.flags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
+    how.resolve = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS | RESOLVE_NO_MAGICLINKS;
+    const auto fd =
+        static_cast<int>(syscall(SYS_openat2, rootfd, joined.c_str(), &how, sizeof how));
+    if (fd >= 0) {
+        return fd;
+    }
+    const int error = errno;
+    if (error == ELOOP || error == EXDEV) {
+        throw Error(ArchiveError::uncontainedEntryPath, display);
+    }
+    if (error != ENOSYS && error != EAGAIN && !(error == ENOENT && create)) {
+        throw Error::posix(error, display);
+    }
+    // Part by part, refusing links at every step.
+    Fd current(duplicate(rootfd, display));
+    for (const std::string& part : parts) {
+        if (create && mkdirat(current.fd, part.c_str(), 0777) != 0 && errno != EEXIST) {
+            throw Error::posix(errno, display);
+        }
+        const int next =
+            openat(current.fd, part.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+        if (next < 0) {
+            throwOpenFailure(current.fd, part, errno, display);
+        }
+        ::close(current.fd);
+        current.fd = next;
+    }
+    const int result = current.fd;
+    current.fd = -1;
+    return result;
+}
+
+void setTimes(int fd, int64_t modificationDate, const std::filesystem::path& display) {
+    const struct timespec times[2] = {{0, UTIME_OMIT}, {modificationDate, 0}};
+    if (futimens(fd, times) != 0) {
+        throw Error::posix(errno, display);
+    }
+}
+
+void setAttributes(int fd, uint16_t permissions, int64_t modificationDate,
+                   const std::filesystem::path& display) {
+    if (fchmod(fd, permissions) != 0) {
+        throw Error::posix(errno, display);
+    }
+    setTimes(fd, modificationDate, display);
+}
+
+} // namespace
+
+ExtractionRoot::ExtractionRoot(const std::filesystem::path& root)
+    : m_path(root) {
+    m_fd = ::open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (m_fd < 0) {
+        throw Error::posix(errno, root);
+    }
+}
+
+ExtractionRoot::~ExtractionRoot() {
+    ::close(m_fd);
+}
+
+void ExtractionRoot::createDirectories(const QString& relativePath) {
+    const QByteArray bytes = relativePath.toUtf8();
+    const std::filesystem::path display = m_path / bytes.toStdString();
+    SplitPath split = splitRelative(bytes, display);
+    if (!split.leaf.empty()) {
+        split.parents.push_back(split.leaf);
+    }
+    Fd folder(openFolderBeneath(m_fd, split.parents, true, display));
+}
+
+void ExtractionRoot::createSymbolicLink(const QString& relativePath, const QByteArray& target) {
+    const QByteArray bytes = relativePath.toUtf8();
+    const std::filesystem::path display = m_path / bytes.toStdString();
+    const SplitPath split = splitRelative(bytes, display);
+    if (split.leaf.empty()) {
+        throw Error(FileError::fileWriteFileExists, display, EEXIST);
+    }
+    Fd parent(openFolderBeneath(m_fd, split.parents, true, display));
+    if (symlinkat(target.constData(), parent.fd, split.leaf.c_str()) != 0) {
+        if (errno == EEXIST) {
+            throw Error(FileError::fileWriteFileExists, display, EEXIST);
+        }
+        throw Error::posix(errno, display);
+    }
+}
+
+uint32_t ExtractionRoot::extractEntry(Archive& archive, const Entry& entry,
+                                      const QString& relativePath, int64_t bufferSize,
+                                      bool skipCRC32, bool allowUncontainedSymlinks,
+                                      Progress* progress) {
+    if (bufferSize < 1) {
+        throw Error(ArchiveError::invalidBufferSize);
+    }
+    const QByteArray bytes = relativePath.toUtf8();
+    const std::filesystem::path display = m_path / bytes.toStdString();
+    const SplitPath split = splitRelative(bytes, display);
+    const EntryType type = entry.entryType();
+    const uint16_t permissions = entry.entryPermissions();
+    const int64_t modificationDate = entry.entryModificationDate();
+
+    if (split.leaf.empty()) {
+        if (type != EntryType::directory) {
+            throw Error(FileError::fileWriteFileExists, display, EEXIST);
+        }
+        const uint32_t crc = archive.readEntry(entry, bufferSize, skipCRC32, progress, [](auto) {});
+        setAttributes(m_fd, permissions, modificationDate, display);
+        return crc;
+    }
+
+    Fd parent(openFolderBeneath(m_fd, split.parents, true, display));
+    const char* leaf = split.leaf.c_str();
+    struct stat st {};
+    switch (type) {
+    case EntryType::file: {
+        const int fd =
+            openat(parent.fd, leaf, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666);
+        if (fd < 0) {
+            if (errno == EEXIST) {
+                throw Error(FileError::fileWriteFileExists, display, EEXIST);
+            }
+            throw Error::posix(errno, display);
+        }
+        Fd file(fd);
+        const uint32_t crc =
+            archive.readEntryData(entry, bufferSize, std::max<int64_t>(bufferSize, 1 << 20),
+                                  skipCRC32, progress, [&](std::span<const uint8_t> chunk) {
+                                      writeFully(fd, chunk.data(), chunk.size(), display);
+                                  });
+        setAttributes(fd, permissions, modificationDate, display);
+        return crc;
+    }
+    case EntryType::directory: {
+        int folderFd = -1;
+        const uint32_t crc = archive.readEntry(
+            entry, bufferSize, skipCRC32, progress, [&](std::span<const uint8_t>) {
+                if (mkdirat(parent.fd, leaf, 0777) != 0 && errno != EEXIST) {
+                    throw Error::posix(errno, display);
+                }
+                folderFd = openat(parent.fd, leaf, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+                if (folderFd < 0) {
+                    throwOpenFailure(parent.fd, split.leaf, errno, display);
+                }
+            });
+        Fd folder(folderFd);
+        setAttributes(folder.fd, permissions, modificationDate, display);
+        return crc;
+    }
+    case EntryType::symlink: {
+        if (fstatat(parent.fd, leaf, &st, AT_SYMLINK_NOFOLLOW) == 0) {
+            throw Error(FileError::fileWriteFileExists, display, EEXIST);
+        }
+        const uint32_t crc = archive.readEntry(
+            entry, bufferSize, skipCRC32, progress, [&](std::span<const uint8_t> target) {
+                if (decodeUtf8OrEmpty(target).isNull() && !target.empty()) {
+                    throw Error(ArchiveError::invalidEntryPath, display);
+                }
+                const std::string text(target.begin(), target.end());
+                if (!allowUncontainedSymlinks &&
+                    !isContainedLinkTarget(display.parent_path(), text)) {
+                    throw Error(ArchiveError::uncontainedSymlink, display);
+                }
+                if (symlinkat(text.c_str(), parent.fd, leaf) != 0) {
+                    throw Error::posix(errno, display);
+                }
+            });
+        if (fstatat(parent.fd, leaf, &st, AT_SYMLINK_NOFOLLOW) != 0) {
+            throw Error::posix(errno, display);
+        }
+        const struct timespec times[2] = {st.st_atim, {modificationDate, 0}};
+        if (utimensat(parent.fd, leaf, times, AT_SYMLINK_NOFOLLOW) != 0) {
+            throw Error::posix(errno, display);
+        }
+        return crc;
+    }
+    }
+    return 0;
+}
+
+} // namespace corvina::zip

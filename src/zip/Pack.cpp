@@ -1,0 +1,133 @@
+#include "zip/Archive.h"
+#include "zip/ArchiveWriter.h"
+
+#include <cerrno>
+#include <cstring>
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace corvina::zip {
+
+namespace {
+
+/// Lists `dirfd` depth first, each folder ahead of its contents; takes
+/// ownership of `dirfd`.
+void listFolder(int dirfd, const std::string& prefix, const std::filesystem::path& folderPath,
+                std::vector<std::string>& out) {
+    DIR* dir = fdopendir(dirfd);
+    if (dir == nullptr) {
+        const int error = errno;
+        ::close(dirfd);
+        throw Error::posix(error, folderPath);
+    }
+    struct Closer {
+        DIR* dir;
+        ~Closer() { closedir(dir); }
+    } closer{dir};
+    for (;;) {
+        errno = 0;
+        const dirent* item = readdir(dir);
+        if (item == nullptr) {
+            if (errno != 0) {
+                throw Error::posix(errno, folderPath);
+            }
+            return;
+        }
+        const char* name = item->d_name;
+        if (std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0) {
+            continue;
+        }
+        std::string subpath = prefix.empty() ? std::string(name) : prefix + '/' + name;
+        bool isFolder = item->d_type == DT_DIR;
+        if (item->d_type == DT_UNKNOWN) {
+            struct stat st {};
+            isFolder = fstatat(dirfd, name, &st, AT_SYMLINK_NOFOLLOW) == 0 && S_ISDIR(st.st_mode);
+        }
+        out.push_back(subpath);
+        if (isFolder) {
+            const int child = openat(dirfd, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+            if (child < 0) {
+                throw Error::posix(errno, folderPath / name);
+            }
+            listFolder(child, subpath, folderPath / name, out);
+        }
+    }
+}
+
+/// Units one item stands for in the progress of a pack.
+int64_t unitCount(const std::filesystem::path& location) {
+    struct stat st {};
+    if (lstat(location.c_str(), &st) != 0) {
+        return -1;
+    }
+    return S_ISDIR(st.st_mode) ? 1 : static_cast<int64_t>(st.st_size);
+}
+
+} // namespace
+
+std::vector<std::string> directorySubpaths(const std::filesystem::path& folder) {
+    const int fd = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd < 0) {
+        throw Error::posix(errno, folder);
+    }
+    std::vector<std::string> subpaths;
+    listFolder(fd, {}, folder, subpaths);
+    return subpaths;
+}
+
+void packItem(const std::filesystem::path& source, const std::filesystem::path& destination,
+              bool keepParentFolder, CompressionMethod compressionMethod, Progress* progress,
+              const std::function<void(uint64_t)>& finalizedBytes) {
+    struct stat st {};
+    if (lstat(source.c_str(), &st) != 0) {
+        throw Error(FileError::fileReadNoSuchFile, source, errno);
+    }
+    if (lstat(destination.c_str(), &st) == 0) {
+        throw Error(FileError::fileWriteFileExists, destination, EEXIST);
+    }
+    ArchiveWriter writer(destination, finalizedBytes);
+    if (lstat(source.c_str(), &st) != 0) {
+        throw Error(FileError::fileReadNoSuchFile, source, errno);
+    }
+    std::filesystem::path folder = source.lexically_normal();
+    if (!folder.has_filename() && folder.has_parent_path() && folder != folder.root_path()) {
+        folder = folder.parent_path();
+    }
+    const std::string name = folder.filename().string();
+    if (!S_ISDIR(st.st_mode)) {
+        writer.appendItem(name, source, compressionMethod, defaultChunkSize, progress);
+        writer.finish();
+        return;
+    }
+    std::vector<std::string> subpaths = directorySubpaths(source);
+    if (keepParentFolder) {
+        subpaths.emplace_back();
+    }
+    const std::filesystem::path base = keepParentFolder ? folder.parent_path() : folder;
+    const auto entryPathOf = [&](const std::string& subpath) {
+        return keepParentFolder ? name + '/' + subpath : subpath;
+    };
+    if (progress != nullptr) {
+        int64_t total = 0;
+        for (const std::string& subpath : subpaths) {
+            total += unitCount(base / entryPathOf(subpath));
+        }
+        progress->setTotalUnitCount(total);
+    }
+    for (const std::string& subpath : subpaths) {
+        const std::string entryPath = entryPathOf(subpath);
+        const std::filesystem::path location = base / entryPath;
+        if (progress != nullptr) {
+            const auto child = progress->makeChild(unitCount(location));
+            writer.appendItem(entryPath, location, compressionMethod, defaultChunkSize,
+                              child.get());
+        } else {
+            writer.appendItem(entryPath, location, compressionMethod, defaultChunkSize, nullptr);
+        }
+    }
+    writer.finish();
+}
+
+} // namespace corvina::zip
