@@ -52,7 +52,7 @@ uint64_t remainingInFile(std::FILE* stream) {
 }
 
 uint32_t crcOf(uint32_t crc, std::span<const uint8_t> bytes) {
-    return static_cast<uint32_t>(::crc32_z(crc, bytes.data(), bytes.size()));
+    return continueCrc32(crc, bytes);
 }
 
 /// Reads with fread semantics from a stream: a read error is

@@ -145,7 +145,7 @@ ArchiveWriter::appendFileData(int fd, const std::filesystem::path& location, int
         const std::size_t got = readFully(fd, m_buffer.data() + start, wanted, location);
         m_buffer.resize(start + got);
         atEnd = got < wanted;
-        crc = static_cast<uint32_t>(::crc32_z(crc, m_buffer.data() + start, got));
+        crc = continueCrc32(crc, {m_buffer.data() + start, got});
         written += got;
         if (progress != nullptr) {
             progress->setCompletedUnitCount(static_cast<int64_t>(written));
@@ -203,7 +203,7 @@ void ArchiveWriter::appendItem(const std::string& entryPath,
             const auto target = readLinkTarget(AT_FDCWD, fileLocation.c_str(), fileLocation);
             append(target);
             written = target.size();
-            crc = static_cast<uint32_t>(::crc32_z(0, target.data(), target.size()));
+            crc = continueCrc32(0, target);
             break;
         }
         case EntryType::file:

@@ -24,6 +24,13 @@ uInt chunkLength(uint64_t size, uint64_t position, int64_t bufferSize) {
 
 } // namespace
 
+uint32_t continueCrc32(uint32_t crc, std::span<const uint8_t> bytes) {
+    if (bytes.empty()) {
+        return crc;
+    }
+    return static_cast<uint32_t>(::crc32_z(crc, bytes.data(), bytes.size()));
+}
+
 uint32_t deflateStream(uint64_t size, int64_t bufferSize, const DeflateSource& source,
                        const StreamConsumer& consumer) {
     z_stream stream{};
@@ -42,7 +49,7 @@ uint32_t deflateStream(uint64_t size, int64_t bufferSize, const DeflateSource& s
         if (stream.avail_in == 0) {
             input = source(static_cast<int64_t>(position), chunkLength(size, position, bufferSize));
             position += input.size();
-            crc = static_cast<uint32_t>(::crc32_z(crc, input.data(), input.size()));
+            crc = continueCrc32(crc, input);
             stream.next_in = input.data();
             stream.avail_in = static_cast<uInt>(input.size());
             flush = input.size() < capacity ? Z_FINISH : Z_NO_FLUSH;
@@ -96,7 +103,7 @@ uint32_t inflateStream(uint64_t size, int64_t bufferSize, bool skipCRC32,
         }
         consumer(std::span<const uint8_t>(output.data(), produced));
         if (!skipCRC32) {
-            crc = static_cast<uint32_t>(::crc32(crc, output.data(), static_cast<uInt>(produced)));
+            crc = continueCrc32(crc, {output.data(), produced});
         }
         if (status == Z_STREAM_END) {
             return crc;

@@ -15,6 +15,10 @@ using DeflateSource = std::function<std::vector<uint8_t>(int64_t position, int64
 /// Takes produced bytes; may throw.
 using StreamConsumer = std::function<void(std::span<const uint8_t> produced)>;
 
+/// Continues a CRC-32 over `bytes`. Unlike zlib's crc32 with a null buffer,
+/// an empty span leaves the value as it is.
+uint32_t continueCrc32(uint32_t crc, std::span<const uint8_t> bytes);
+
 /// Raw deflate (no zlib header) of `size` source bytes, asking the source for
 /// at most `bufferSize` bytes at a time. The stream finishes with the first
 /// source buffer shorter than `bufferSize`. Returns the CRC-32 of the source.

@@ -1,0 +1,363 @@
+// Packing a tree in one pass must give the very bytes that appending its
+// items one by one gives, and archives that other tools accept.
+
+#include "ZipTestSupport.h"
+#include "zip/Archive.h"
+#include "zip/ArchiveWriter.h"
+
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <fcntl.h>
+
+using namespace corvina::zip;
+using namespace corvina::zip::test;
+namespace fs = std::filesystem;
+
+namespace {
+
+/// The tree a real data folder might hold: sizes around the chunk size and
+/// the write buffer, empty and nested folders, links of every kind, hidden
+/// files, spaces and umlauts, odd modes and dates.
+void buildTree(const fs::path& data) {
+    fs::create_directories(data);
+    writeFile(data / "empty.bin", {});
+    writeFile(data / "small.txt", "Hallo Corvina\n");
+    writeFile(data / "exact.bin", patternBytes(16384, 2));
+    writeFile(data / "multi.bin", patternBytes(3 * 16384 + 17, 3));
+    writeFile(data / "large.bin", patternBytes(5 * 1024 * 1024 + 3, 4));
+    writeFile(data / ".hidden", "versteckt");
+    writeFile(data / "mit Leerzeichen.txt", "spaces");
+    writeFile(data / "Grüße" / "Äpfel und Öl.txt", "umlaut");
+    writeFile(data / "a" / "b" / "c" / "deep.txt", patternBytes(100, 5));
+    fs::create_directories(data / "leer");
+    fs::create_directories(data / "a" / "leer2");
+    fs::create_symlink("small.txt", data / "link-to-file");
+    fs::create_symlink("a/b", data / "link-to-folder");
+    fs::create_symlink("does/not/exist", data / "dangling");
+    fs::create_symlink("/etc/hostname", data / "absolute-link");
+    chmod((data / "small.txt").c_str(), 04755);
+    chmod((data / "leer").c_str(), 01777);
+    chmod((data / "exact.bin").c_str(), 0600);
+    setModificationTime(data / "small.txt", 1'000'000'000);
+    setModificationTime(data / "exact.bin", 100);           // before 1980
+    setModificationTime(data / "multi.bin", 4'200'000'000); // after 2099
+    setModificationTime(data / "dangling", 1'234'567'890);
+}
+
+void packStepByStep(const fs::path& source, const fs::path& destination, bool keepParentFolder,
+                    CompressionMethod method) {
+    Archive archive(destination, AccessMode::create);
+    const std::string name = source.filename().string();
+    std::vector<std::string> subpaths = directorySubpaths(source);
+    if (keepParentFolder) {
+        subpaths.emplace_back();
+    }
+    const fs::path base = keepParentFolder ? source.parent_path() : source;
+    for (const std::string& subpath : subpaths) {
+        const std::string entryPath = keepParentFolder ? name + "/" + subpath : subpath;
+        archive.appendItem(entryPath, base / entryPath, method);
+    }
+}
+
+} // namespace
+
+class PackMatchesAppend : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void sameBytesAsAppendItem_data();
+    void sameBytesAsAppendItem();
+    void otherToolsAcceptTheArchive();
+    void finalizedBytesAreFinalAndVisible();
+    void zip64EndRecordsFromEntryCount();
+    void cancelledAddLeavesSameRollback();
+    void refusesExistingDestinationAndMissingSource();
+    void singleItemSourcesAreAddedAlone_data();
+    void singleItemSourcesAreAddedAlone();
+
+private:
+    QTemporaryDir m_dir;
+};
+
+void PackMatchesAppend::sameBytesAsAppendItem_data() {
+    QTest::addColumn<bool>("keepParentFolder");
+    QTest::addColumn<int>("method");
+    QTest::newRow("stored, parent kept") << true << int(CompressionMethod::none);
+    QTest::newRow("stored, parent dropped") << false << int(CompressionMethod::none);
+    QTest::newRow("deflate, parent kept") << true << int(CompressionMethod::deflate);
+}
+
+void PackMatchesAppend::sameBytesAsAppendItem() {
+    QFETCH(bool, keepParentFolder);
+    QFETCH(int, method);
+    const fs::path root = m_dir.path().toStdString();
+    const fs::path data = root / "Data";
+    if (!fs::exists(data)) {
+        buildTree(data);
+    }
+    const QString tag = QString::fromLatin1(QTest::currentDataTag()).replace(' ', '_');
+    const fs::path fast = root / ("fast-" + tag.toStdString() + ".zip");
+    const fs::path plain = root / ("plain-" + tag.toStdString() + ".zip");
+    const auto compression = static_cast<CompressionMethod>(method);
+
+    packItem(data, fast, keepParentFolder, compression);
+    packStepByStep(data, plain, keepParentFolder, compression);
+
+    const QByteArray fastBytes = readAll(fast);
+    if (compression == CompressionMethod::none) {
+        QVERIFY(fastBytes.size() > 5 * 1024 * 1024);
+    }
+    QCOMPARE(fastBytes.size(), readAll(plain).size());
+    QVERIFY(fastBytes == readAll(plain));
+
+    struct stat st {};
+    QCOMPARE(lstat(fast.c_str(), &st), 0);
+    QCOMPARE(st.st_mode & 0777, 0600u);
+
+    Archive archive(fast, AccessMode::read);
+    QStringList paths;
+    for (const Entry& entry : archive.entrySequence()) {
+        paths << entry.entryPath();
+    }
+    if (keepParentFolder) {
+        QCOMPARE(paths.last(), QStringLiteral("Data/"));
+        for (const QString& path : paths) {
+            QVERIFY2(path.startsWith(QStringLiteral("Data/")), qPrintable(path));
+        }
+    }
+    QVERIFY(paths.contains(QStringLiteral("%1Grüße/Äpfel und Öl.txt")
+                               .arg(keepParentFolder ? QStringLiteral("Data/") : QString())));
+}
+
+void PackMatchesAppend::otherToolsAcceptTheArchive() {
+    const fs::path root = m_dir.path().toStdString();
+    const fs::path data = root / "Data";
+    const fs::path zip = root / "tools.zip";
+    packItem(data, zip, true, CompressionMethod::none);
+    const QString path = qpath(zip);
+
+    const ProcessResult unzip = run(QStringLiteral("unzip"), {QStringLiteral("-t"), path});
+    QVERIFY2(unzip.exitCode == 0, unzip.output.constData());
+    const ProcessResult python =
+        run(QStringLiteral("python3"),
+            {QStringLiteral("-m"), QStringLiteral("zipfile"), QStringLiteral("-t"), path});
+    QVERIFY2(python.exitCode == 0, python.output.constData());
+    const ProcessResult bsdtar = run(QStringLiteral("bsdtar"), {QStringLiteral("-tf"), path});
+    QVERIFY2(bsdtar.exitCode == 0, bsdtar.output.constData());
+    QVERIFY(bsdtar.output.contains("Data/a/b/c/deep.txt"));
+
+    // Info-ZIP restores what we stored: content, links and the modification
+    // time, which is stored in UTC.
+    const fs::path out = root / "unzipped";
+    const ProcessResult extract =
+        run(QStringLiteral("unzip"), {QStringLiteral("-q"), path, QStringLiteral("-d"), qpath(out)},
+            {}, {QStringLiteral("TZ=UTC")});
+    QVERIFY2(extract.exitCode == 0, extract.output.constData());
+    QCOMPARE(readAll(out / "Data" / "large.bin"), readAll(data / "large.bin"));
+    QCOMPARE(fs::read_symlink(out / "Data" / "dangling"), fs::path("does/not/exist"));
+    struct stat st {};
+    QCOMPARE(lstat((out / "Data" / "small.txt").c_str(), &st), 0);
+    QCOMPARE(st.st_mtime, time_t{1'000'000'000});
+}
+
+void PackMatchesAppend::finalizedBytesAreFinalAndVisible() {
+    const fs::path root = m_dir.path().toStdString();
+    const fs::path zip = root / "finalized.zip";
+    std::vector<uint64_t> reported;
+    std::vector<QByteArray> seen;
+    int readFd = -1;
+    packItem(root / "Data", zip, true, CompressionMethod::none, nullptr, [&](uint64_t n) {
+        if (readFd < 0) {
+            readFd = ::open(zip.c_str(), O_RDONLY);
+        }
+        QByteArray prefix(static_cast<qsizetype>(n), '\0');
+        const ssize_t got = pread(readFd, prefix.data(), n, 0);
+        prefix.resize(got < 0 ? 0 : got);
+        reported.push_back(n);
+        seen.push_back(prefix);
+    });
+    ::close(readFd);
+    const QByteArray final = readAll(zip);
+    QVERIFY(reported.size() > 10);
+    QCOMPARE(reported.back(), static_cast<uint64_t>(final.size()));
+    for (std::size_t i = 0; i < reported.size(); ++i) {
+        if (i > 0) {
+            QVERIFY(reported[i] >= reported[i - 1]);
+        }
+        QCOMPARE(static_cast<uint64_t>(seen[i].size()), reported[i]);
+        QVERIFY(seen[i] == final.left(seen[i].size()));
+    }
+}
+
+void PackMatchesAppend::zip64EndRecordsFromEntryCount() {
+    // 65,540 entries: the count crosses 65,535 and the end records take the
+    // ZIP64 form. The step-by-step side writes the first entries in one pass
+    // and adds the last ones, across the limit, one by one.
+    const fs::path root = m_dir.path().toStdString();
+    const fs::path data = root / "Many";
+    constexpr int folders = 20;
+    constexpr int filesPerFolder = 3276; // 20 * 3276 + 20 folders + "Many/" = 65,541
+    for (int f = 0; f < folders; ++f) {
+        const fs::path folder = data / ("f" + std::to_string(f));
+        fs::create_directories(folder);
+        for (int i = 0; i < filesPerFolder; ++i) {
+            const int fd = ::open((folder / std::to_string(i)).c_str(), O_WRONLY | O_CREAT, 0644);
+            if (i % 1000 == 0) {
+                (void)::write(fd, "x", 1);
+            }
+            ::close(fd);
+        }
+    }
+    const fs::path fast = root / "many-fast.zip";
+    packItem(data, fast, true, CompressionMethod::none);
+
+    std::vector<std::string> subpaths = directorySubpaths(data);
+    subpaths.emplace_back();
+    QCOMPARE(subpaths.size(), std::size_t{65'541});
+    const fs::path plain = root / "many-plain.zip";
+    constexpr std::size_t appendedOneByOne = 8;
+    {
+        ArchiveWriter writer(plain);
+        for (std::size_t i = 0; i + appendedOneByOne < subpaths.size(); ++i) {
+            const std::string entryPath = "Many/" + subpaths[i];
+            writer.appendItem(entryPath, root / entryPath);
+        }
+        writer.finish();
+    }
+    {
+        Archive archive(plain, AccessMode::update);
+        QVERIFY(!archive.zip64EndOfCentralDirectory());
+        for (std::size_t i = subpaths.size() - appendedOneByOne; i < subpaths.size(); ++i) {
+            const std::string entryPath = "Many/" + subpaths[i];
+            archive.appendItem(entryPath, root / entryPath);
+        }
+    }
+    QVERIFY(readAll(fast) == readAll(plain));
+
+    Archive archive(fast, AccessMode::read);
+    QVERIFY(archive.zip64EndOfCentralDirectory());
+    QCOMPARE(archive.endOfCentralDirectoryRecord().totalNumberOfEntriesInCentralDirectory,
+             uint16_t{0xFFFF});
+    QCOMPARE(archive.zip64EndOfCentralDirectory()->record.totalNumberOfEntriesInCentralDirectory,
+             uint64_t{65'541});
+    std::size_t count = 0;
+    for (const Entry& entry : archive.entrySequence()) {
+        QVERIFY(!entry.isZip64Entry());
+        ++count;
+    }
+    QCOMPARE(count, std::size_t{65'541});
+    const ProcessResult python =
+        run(QStringLiteral("python3"),
+            {QStringLiteral("-c"),
+             QStringLiteral("import zipfile,sys; z=zipfile.ZipFile(sys.argv[1]); "
+                            "assert z.testzip() is None; print(len(z.infolist()))"),
+             qpath(fast)});
+    QVERIFY2(python.exitCode == 0, python.output.constData());
+    QCOMPARE(python.output.trimmed(), QByteArray("65541"));
+    fs::remove_all(data);
+}
+
+void PackMatchesAppend::cancelledAddLeavesSameRollback() {
+    const fs::path root = m_dir.path().toStdString();
+    const fs::path data = root / "Data";
+    const std::vector<std::string> entries = {"Data/small.txt", "Data/a/", "Data/multi.bin"};
+    const auto build = [&](const fs::path& target, bool onePass) {
+        Progress cancelled;
+        cancelled.cancel();
+        const auto add = [&](auto& archive) {
+            archive.appendItem(entries[0], data / "small.txt");
+            archive.appendItem(entries[1], data / "a");
+            try {
+                archive.appendItem(entries[2], data / "multi.bin", CompressionMethod::none,
+                                   defaultChunkSize, &cancelled);
+                QFAIL("a cancelled add must fail");
+            } catch (const Error& error) {
+                QVERIFY(error.is(ArchiveError::cancelledOperation));
+            }
+        };
+        if (onePass) {
+            ArchiveWriter writer(target);
+            add(writer);
+        } else {
+            Archive archive(target, AccessMode::create);
+            add(archive);
+        }
+    };
+    build(root / "cancel-fast.zip", true);
+    build(root / "cancel-plain.zip", false);
+    const QByteArray bytes = readAll(root / "cancel-plain.zip");
+    QVERIFY(bytes == readAll(root / "cancel-fast.zip"));
+
+    // The directory is there twice, and the end record points at the first copy.
+    Archive archive(root / "cancel-plain.zip", AccessMode::read);
+    const uint64_t size = archive.endRecords().sizeOfCentralDirectory();
+    const uint64_t offset = archive.endRecords().offsetToStartOfCentralDirectory();
+    QCOMPARE(bytes.mid(qsizetype(offset), qsizetype(size)),
+             bytes.mid(qsizetype(offset + size), qsizetype(size)));
+    QCOMPARE(archive.endRecords().totalNumberOfEntries(), uint64_t{2});
+}
+
+void PackMatchesAppend::refusesExistingDestinationAndMissingSource() {
+    const fs::path root = m_dir.path().toStdString();
+    writeFile(root / "existing.zip", "keep me");
+    try {
+        packItem(root / "Data", root / "existing.zip", true, CompressionMethod::none);
+        QFAIL("an existing destination must fail");
+    } catch (const Error& error) {
+        QVERIFY(error.is(FileError::fileWriteFileExists));
+        QVERIFY(error.localizedDescription().contains(QStringLiteral("existing.zip")));
+    }
+    QCOMPARE(readAll(root / "existing.zip"), QByteArray("keep me"));
+    try {
+        Archive archive(root / "existing.zip", AccessMode::create);
+        QFAIL("create on an existing file must fail");
+    } catch (const Error& error) {
+        QVERIFY(error.is(FileError::fileWriteFileExists));
+    }
+    QCOMPARE(readAll(root / "existing.zip"), QByteArray("keep me"));
+    try {
+        packItem(root / "Nowhere", root / "new.zip", true, CompressionMethod::none);
+        QFAIL("a missing source must fail");
+    } catch (const Error& error) {
+        QVERIFY(error.is(FileError::fileReadNoSuchFile));
+        QCOMPARE(error.localizedDescription(),
+                 QStringLiteral("The file “%1” couldn’t be opened because there is no such file.")
+                     .arg(qpath(root / "Nowhere")));
+    }
+    QVERIFY(!fs::exists(root / "new.zip"));
+}
+
+void PackMatchesAppend::singleItemSourcesAreAddedAlone_data() {
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<bool>("keepParentFolder");
+    QTest::addColumn<int>("entryCount");
+    QTest::newRow("file") << "small.txt" << true << 1;
+    QTest::newRow("link, not followed") << "link-to-folder" << true << 1;
+    QTest::newRow("empty folder, parent kept") << "leer" << true << 1;
+    QTest::newRow("empty folder, parent dropped") << "leer" << false << 0;
+}
+
+void PackMatchesAppend::singleItemSourcesAreAddedAlone() {
+    QFETCH(QString, name);
+    QFETCH(bool, keepParentFolder);
+    QFETCH(int, entryCount);
+    const fs::path root = m_dir.path().toStdString();
+    const fs::path source = root / "Data" / name.toStdString();
+    const fs::path zip = root / ("single-" + std::to_string(QTest::currentDataTag()[0]) +
+                                 name.toStdString() + (keepParentFolder ? "k" : "") + ".zip");
+    packItem(source, zip, keepParentFolder, CompressionMethod::none);
+    Archive archive(zip, AccessMode::read);
+    int count = 0;
+    for (const Entry& entry : archive.entrySequence()) {
+        QVERIFY(entry.entryPath().startsWith(name));
+        ++count;
+    }
+    QCOMPARE(count, entryCount);
+    if (entryCount == 0) {
+        QCOMPARE(readAll(zip).size(), 22);
+    }
+}
+
+QTEST_GUILESS_MAIN(PackMatchesAppend)
+#include "tst_packmatchesappend.moc"
