@@ -3,8 +3,6 @@
 #include "zip/CompressionStream.h"
 #include "zip/ItemInspection.h"
 
-#include <zlib.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <climits>

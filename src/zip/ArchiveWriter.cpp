@@ -4,8 +4,6 @@
 #include "zip/Error.h"
 #include "zip/ItemInspection.h"
 
-#include <zlib.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
