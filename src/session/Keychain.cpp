@@ -120,6 +120,10 @@ public:
     }
 
     ~SecretCall() {
+        // Objects that went away during the call leave their clean-up (the
+        // release of their signal subscriptions) queued on this context.
+        while (g_main_context_iteration(context_, FALSE)) {
+        }
         g_source_destroy(deadline_);
         g_source_unref(deadline_);
         g_object_unref(cancellable_);
