@@ -29,6 +29,7 @@ class PasswordEntryViewModel : public QObject {
     Q_PROPERTY(bool shouldSelectAll READ isWrongPassword NOTIFY isWrongPasswordChanged)
     Q_PROPERTY(bool isVerifyingFingerprint READ isVerifyingFingerprint NOTIFY
                    isVerifyingFingerprintChanged)
+    Q_PROPERTY(QString touchIdReason READ touchIdReasonText CONSTANT)
     Q_PROPERTY(bool touchIdOnAppear READ touchIdOnAppear WRITE setTouchIdOnAppear NOTIFY
                    touchIdOnAppearChanged)
     Q_PROPERTY(int startDelay MEMBER m_startDelay NOTIFY delaysChanged)
@@ -54,6 +55,7 @@ public:
     /// and the input turn red, and the input selects its whole text.
     [[nodiscard]] bool isWrongPassword() const { return m_isWrongPassword; }
     [[nodiscard]] bool isVerifyingFingerprint() const { return m_isVerifyingFingerprint; }
+    [[nodiscard]] static QString touchIdReasonText() { return touchIdReason; }
     [[nodiscard]] bool touchIdOnAppear() const { return m_touchIdOnAppear; }
     void setTouchIdOnAppear(bool value);
 

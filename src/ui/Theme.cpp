@@ -29,7 +29,7 @@ Theme* Theme::create(QQmlEngine* qmlEngine, QJSEngine* /*jsEngine*/) {
     if (qmlEngine && !qmlEngine->imageProvider(QStringLiteral("symbol"))) {
         qmlEngine->addImageProvider(QStringLiteral("symbol"), new SymbolImageProvider);
     }
-    return new Theme;
+    return new Theme(nullptr);
 }
 
 QColor Theme::accentColor() const {

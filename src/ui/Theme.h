@@ -38,7 +38,8 @@ public:
     /// Key of the user default that holds the highlight colour as hexadecimal text.
     static inline const QString iconColorKey = QStringLiteral("iconColor");
 
-    explicit Theme(QObject* parent = nullptr);
+    /// Not default-constructible, so that QML makes it through `create`.
+    explicit Theme(QObject* parent);
 
     /// Registers the "symbol" image provider with the engine that asks for the
     /// singleton, so `symbol()` URLs resolve in it.

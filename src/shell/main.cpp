@@ -1,0 +1,54 @@
+// Corvina-Backup-Manager: the window program's composition root.
+//
+// How C++ state reaches QML in this program (keep to it in every screen):
+// - C++ owns state and logic; QML draws and passes user actions on. A
+//   controller or view model is a QObject with `Q_PROPERTY(... NOTIFY ...)`;
+//   its setters return early when the value is unchanged, then Q_EMIT.
+// - Types reach QML only through `qt_add_qml_module` with `QML_ELEMENT`
+//   (a page declares its own view model inline: `MainAppViewModel { id: model }`)
+//   or `QML_SINGLETON` for shared objects owned here (`AppDelegate`, with a
+//   static `create(QQmlEngine*, QJSEngine*)` that keeps C++ ownership). Never
+//   context properties. Types of libraries without QML (session, workflows)
+//   are registered in the module that uses them with `QML_FOREIGN`
+//   (src/shell/SessionQmlTypes.h).
+// - An optional value (absent in the design) is `std::optional` in C++ and a
+//   `QVariant` property in QML: undefined while absent.
+// - A view model that must change its host's state emits a signal, and the
+//   view connects it to the host (`onAuthenticationAssigned: value =>
+//   AppDelegate.isAuthenticated = value`), the way a two-way binding would.
+// - Every delay of a view model is a property with the product's value as its
+//   default, so that tests can shorten it.
+// - Qt 6.4 has no `loadFromModule`: the main window loads by its qrc URL.
+
+#include "engine/ApplicationIdentity.h"
+#include "shell/AppDelegate.h"
+#include "ui/CorvinaFont.h"
+
+#include <QGuiApplication>
+#include <QQmlApplicationEngine>
+#include <QQuickStyle>
+#include <QtQml/QQmlExtensionPlugin>
+
+Q_IMPORT_QML_PLUGIN(Corvina_UiPlugin)
+Q_IMPORT_QML_PLUGIN(Corvina_ShellPlugin)
+
+int main(int argc, char* argv[]) {
+    QGuiApplication app(argc, argv);
+    corvina::applyApplicationIdentity();
+    QGuiApplication::setApplicationDisplayName(corvina::AppDelegate::windowTitle);
+    QGuiApplication::setDesktopFileName(corvina::bundleIdentifier);
+    corvina::registerBundledFonts();
+    QQuickStyle::setStyle(QStringLiteral("Fusion"));
+
+    corvina::AppDelegate appDelegate(nullptr);
+    corvina::AppDelegate::setInstance(&appDelegate);
+    QObject::connect(&app, &QCoreApplication::aboutToQuit, &appDelegate,
+                     &corvina::AppDelegate::applicationWillTerminate);
+
+    QQmlApplicationEngine engine;
+    engine.addImportPath(QStringLiteral("qrc:/qt/qml"));
+    if (!appDelegate.applicationDidFinishLaunching(engine)) {
+        return 1;
+    }
+    return QGuiApplication::exec();
+}

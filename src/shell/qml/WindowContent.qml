@@ -1,0 +1,100 @@
+pragma ComponentBehavior: Bound
+import QtQuick
+import QtQuick.Controls
+import Corvina.Ui
+import Corvina.Shell
+
+// The window's content: the unlock gate while the session is locked, the
+// main screen while it is open. The main screen comes in from the right and
+// leaves to the left; the gate comes in from the left and leaves to the right.
+Item {
+    id: root
+
+    // The gate's message line; it clears itself.
+    readonly property TransientMessage warningText: warning
+    readonly property Item currentView: stack.currentItem
+
+    clip: true
+
+    TransientMessage {
+        id: warning
+    }
+
+    // In the locked look a press on any free point drags the window.
+    DragHandler {
+        target: null
+        enabled: AppDelegate.mainWindow !== null && AppDelegate.mainWindow.isDraggable
+        onActiveChanged: if (active) AppDelegate.mainWindow.startSystemMove()
+    }
+
+    StackView {
+        id: stack
+
+        // +1 when the main screen comes, −1 when the gate comes: both views
+        // move the same way.
+        property real direction: 1
+
+        anchors.fill: parent
+        background: null
+
+        replaceEnter: Transition {
+            XAnimator {
+                from: stack.direction * stack.width
+                to: 0
+                duration: 500
+                easing.type: Easing.InOutQuad
+            }
+        }
+        replaceExit: Transition {
+            XAnimator {
+                from: 0
+                to: stack.direction * stack.width
+                duration: 500
+                easing.type: Easing.InOutQuad
+            }
+        }
+    }
+
+    Component {
+        id: gatePage
+
+        Item {
+            objectName: "gatePage"
+            readonly property PasswordEntryView gate: gateView
+
+            Component.onCompleted: AppDelegate.lockedContentAppeared()
+
+            PasswordEntryView {
+                id: gateView
+                anchors.fill: parent
+                warningText: warning
+            }
+            WarningTextHelper {
+                anchors.bottom: parent.bottom
+                width: parent.width
+                warningText: warning.text
+                txtColor: Theme.red
+            }
+        }
+    }
+
+    Component {
+        id: mainPage
+
+        MainAppView {
+            objectName: "mainPage"
+            z: 1
+            Component.onCompleted: AppDelegate.unlockedContentAppeared()
+        }
+    }
+
+    Connections {
+        target: AppDelegate
+        function onIsAuthenticatedChanged() {
+            stack.direction = AppDelegate.isAuthenticated ? 1 : -1;
+            stack.replace(null, AppDelegate.isAuthenticated ? mainPage : gatePage);
+        }
+    }
+
+    Component.onCompleted: stack.push(AppDelegate.isAuthenticated ? mainPage : gatePage, {}, StackView.Immediate)
+}
