@@ -1,5 +1,6 @@
 #include "workflows/BackupListing.h"
 
+#include "engine/BackupTimestamp.h"
 #include "engine/FinderComment.h"
 
 #include <QDir>
@@ -13,7 +14,6 @@ namespace {
 
 const QString backupExtension = QStringLiteral("halvorn");
 const QString backupPrefix = QStringLiteral("Backup_");
-const QString nameDatePattern = QStringLiteral("yyyy-MM-dd_HH-mm-ss");
 const QString displayDatePattern = QStringLiteral("dd.MM.yyyy HH:mm:ss");
 
 } // namespace
@@ -41,11 +41,7 @@ std::optional<QDateTime> backupDateFromFileName(const QString& fileName) {
     if (!base.startsWith(backupPrefix)) {
         return std::nullopt;
     }
-    QDateTime date = QDateTime::fromString(base.mid(backupPrefix.size()), nameDatePattern);
-    if (!date.isValid()) {
-        return std::nullopt;
-    }
-    return date;
+    return BackupTimestamp::parse(base.mid(backupPrefix.size()));
 }
 
 QList<BackupRow> backupRows(const QStringList& items) {

@@ -1,0 +1,147 @@
+#include "workflows/CreateZipViewModel.h"
+
+#include "engine/ApplicationIdentity.h"
+#include "engine/DiagnosticLog.h"
+#include "engine/EncryptionService.h"
+#include "workflows/ActionHost.h"
+#include "workflows/ArchivePassword.h"
+#include "workflows/StorageLocation.h"
+
+#include <QDateTime>
+#include <QFileInfo>
+
+namespace corvina {
+
+CreateZipViewModel::CreateZipViewModel(QObject* parent)
+    : QObject(parent)
+    , m_destinationPath(storedStorageUrl()) {
+    connect(this, &CreateZipViewModel::isDirectoryAvailableChanged, this, [this] {
+        diagnosticLog(QStringLiteral("isDirectoryAvailable: ") +
+                      (m_isDirectoryAvailable ? QStringLiteral("true") : QStringLiteral("false")));
+        // The button's flag takes the value as it stands: a folder that goes
+        // missing leaves the button enabled (the engine makes the folder
+        // again), and one that comes back disables it until the sheet closes.
+        if (m_host) {
+            m_host->setIsSaveButtonDisabled(m_isDirectoryAvailable);
+        }
+    });
+    startFolderMonitoring();
+}
+
+CreateZipViewModel::~CreateZipViewModel() {
+    // Joins the monitor's worker before the rest of the object goes.
+    m_folderMonitor.reset();
+}
+
+void CreateZipViewModel::setZipStatusMessage(const QString& text) {
+    if (m_zipStatusMessage == text) {
+        return;
+    }
+    m_zipStatusMessage = text;
+    Q_EMIT zipStatusMessageChanged();
+}
+
+void CreateZipViewModel::setComment(const QString& comment) {
+    if (m_comment == comment) {
+        return;
+    }
+    m_comment = comment;
+    Q_EMIT commentChanged();
+}
+
+void CreateZipViewModel::setHost(ActionHost* host) {
+    if (m_host == host) {
+        return;
+    }
+    if (m_host) {
+        disconnect(m_host, nullptr, this, nullptr);
+    }
+    m_host = host;
+    if (m_host) {
+        connect(m_host, &ActionHost::performActionChanged, this, &CreateZipViewModel::runAction);
+    }
+    Q_EMIT hostChanged();
+}
+
+void CreateZipViewModel::setIsDirectoryAvailable(bool available) {
+    if (m_isDirectoryAvailable == available) {
+        return;
+    }
+    m_isDirectoryAvailable = available;
+    Q_EMIT isDirectoryAvailableChanged();
+}
+
+void CreateZipViewModel::startFolderMonitoring() {
+    if (m_destinationPath.isEmpty()) {
+        diagnosticLog(QStringLiteral("Destination path is nil."));
+        return;
+    }
+    const QString path = m_destinationPath.toLocalFile();
+    m_folderMonitor = std::make_unique<FolderMonitor>(path);
+    // The monitor is joined before this object goes (see the destructor), so
+    // the callback may post to it; the post is dropped if the object dies first.
+    m_folderMonitor->setFolderDidChange([this] {
+        diagnosticLog(
+            QStringLiteral("folderDidChange: ") +
+            QDateTime::currentDateTimeUtc().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss +0000")));
+        updateDirectoryStatus();
+    });
+    m_folderMonitor->startMonitoring();
+    diagnosticLog(QStringLiteral("Started monitoring for path: ") + path);
+    updateDirectoryStatus();
+}
+
+void CreateZipViewModel::updateDirectoryStatus() {
+    // Also called from the monitor's thread; the look is taken on the main thread.
+    QMetaObject::invokeMethod(this, &CreateZipViewModel::applyDirectoryStatus,
+                              Qt::QueuedConnection);
+}
+
+void CreateZipViewModel::applyDirectoryStatus() {
+    if (m_destinationPath.isEmpty()) {
+        setIsDirectoryAvailable(false);
+        return;
+    }
+    const bool exists = QFileInfo::exists(m_destinationPath.toLocalFile());
+    setIsDirectoryAvailable(exists);
+    if (!exists) {
+        setZipStatusMessage(QStringLiteral("Der Speicherort für das Backup wurde nicht gefunden."));
+    }
+}
+
+QFuture<EncryptionResult> CreateZipViewModel::createArchive(const QString& password) {
+    if (m_destinationPath.isEmpty()) {
+        return QtFuture::makeReadyFuture(
+            EncryptionResult::failure(FinderCommentError::Case::archiveCreationFailed));
+    }
+    return EncryptionService::shared()
+        .createEncryptedArchive(companionDataDirectory(), m_destinationPath.toLocalFile(), password,
+                                m_comment)
+        .then(this, [](EncryptionResult result) {
+            if (result.isSuccess()) {
+                diagnosticLog(QStringLiteral("Зашифрованный архив создан по пути: ()"));
+            } else {
+                diagnosticLog(QStringLiteral("Ошибка создания архива: ") +
+                              result.error().caseName());
+            }
+            return result;
+        });
+}
+
+void CreateZipViewModel::runAction() {
+    if (m_host) {
+        m_host->setProgressLoadText(QStringLiteral("Backup wird erstellt."));
+    }
+    createArchive(readArchivePassword()).then(this, [this](const EncryptionResult& result) {
+        if (!m_host) {
+            return;
+        }
+        m_host->setProgressLoadText(QString());
+        if (result.isSuccess()) {
+            m_host->setMessageText(QStringLiteral("Das Backup wurde erfolgreich erstellt."));
+            m_host->closeView();
+        }
+    });
+}
+
+} // namespace corvina

@@ -1,0 +1,83 @@
+#pragma once
+
+#include "engine/FinderCommentError.h"
+#include "workflows/FolderMonitor.h"
+
+#include <QFuture>
+#include <QObject>
+#include <QPointer>
+#include <QString>
+#include <QUrl>
+
+#include <memory>
+
+namespace corvina {
+
+class ActionHost;
+
+/// The state behind the create-backup screen: the comment being typed, the
+/// stored destination folder, whether that folder is there, and the backup
+/// run that each flip of the host's `performAction` starts.
+///
+/// The destination is read from the stored setting when the model is made;
+/// a folder chosen later counts from the next model on.
+class CreateZipViewModel : public QObject {
+    Q_OBJECT
+    /// Text of the error alert (title "Fehler"); empty when no alert shows.
+    /// The screen clears it when the alert is dismissed.
+    Q_PROPERTY(QString zipStatusMessage READ zipStatusMessage WRITE setZipStatusMessage NOTIFY
+                   zipStatusMessageChanged)
+    Q_PROPERTY(QString comment READ comment WRITE setComment NOTIFY commentChanged)
+    /// The folder backups go to; empty when none is stored.
+    Q_PROPERTY(QUrl destinationPath READ destinationPath CONSTANT)
+    /// Whether the destination existed at the last look.
+    Q_PROPERTY(
+        bool isDirectoryAvailable READ isDirectoryAvailable NOTIFY isDirectoryAvailableChanged)
+    /// The main screen's shared state; the model runs on each of its flips.
+    Q_PROPERTY(corvina::ActionHost* host READ host WRITE setHost NOTIFY hostChanged)
+
+public:
+    explicit CreateZipViewModel(QObject* parent = nullptr);
+    ~CreateZipViewModel() override;
+
+    [[nodiscard]] QString zipStatusMessage() const { return m_zipStatusMessage; }
+    void setZipStatusMessage(const QString& text);
+    [[nodiscard]] QString comment() const { return m_comment; }
+    void setComment(const QString& comment);
+    [[nodiscard]] QUrl destinationPath() const { return m_destinationPath; }
+    [[nodiscard]] bool isDirectoryAvailable() const { return m_isDirectoryAvailable; }
+    [[nodiscard]] ActionHost* host() const { return m_host; }
+    void setHost(ActionHost* host);
+
+    /// Makes a backup of the companion application's data folder in the
+    /// destination with `comment`. The result arrives on this object's thread.
+    /// Without a destination it fails at once with `archiveCreationFailed`.
+    QFuture<EncryptionResult> createArchive(const QString& password);
+
+    /// One run of the screen's action: shows the caption "Backup wird
+    /// erstellt.", reads the archive password and makes the backup. On success
+    /// the host shows "Das Backup wurde erfolgreich erstellt." and the sheet
+    /// closes; a failure leaves the sheet open without a message.
+    Q_INVOKABLE void runAction();
+
+Q_SIGNALS:
+    void zipStatusMessageChanged();
+    void commentChanged();
+    void isDirectoryAvailableChanged();
+    void hostChanged();
+
+private:
+    void startFolderMonitoring();
+    void updateDirectoryStatus();
+    void applyDirectoryStatus();
+    void setIsDirectoryAvailable(bool available);
+
+    QString m_zipStatusMessage;
+    QString m_comment;
+    QUrl m_destinationPath;
+    bool m_isDirectoryAvailable = true;
+    std::unique_ptr<FolderMonitor> m_folderMonitor;
+    QPointer<ActionHost> m_host;
+};
+
+} // namespace corvina

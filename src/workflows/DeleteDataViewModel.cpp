@@ -1,0 +1,88 @@
+#include "workflows/DeleteDataViewModel.h"
+
+#include "engine/ApplicationIdentity.h"
+#include "engine/DiagnosticLog.h"
+#include "workflows/ActionHost.h"
+#include "workflows/RemoveItem.h"
+
+#include <QTimer>
+#include <QtConcurrent/QtConcurrentRun>
+
+namespace corvina {
+
+namespace {
+
+// How long the caption stays after the work, so that the user sees it.
+constexpr int captionPauseMs = 1000;
+
+} // namespace
+
+QFuture<EncryptionResult> deleteCompanionData(const QString& location) {
+    return QtConcurrent::run([location] {
+        if (const std::optional<QString> error = removeItem(location)) {
+            diagnosticLog(QStringLiteral("Ошибка: Не удалось удалить временный файл ") + location +
+                          QStringLiteral(". Ошибка: ") + *error);
+            return EncryptionResult::failure(FinderCommentError::Case::failedToAddComment);
+        }
+        diagnosticLog(QStringLiteral("Временный файл удален."));
+        return EncryptionResult::success();
+    });
+}
+
+DeleteDataViewModel::DeleteDataViewModel(QObject* parent)
+    : QObject(parent) {}
+
+bool DeleteDataViewModel::isConfirmed() const {
+    return m_host && !m_host->isSaveButtonDisabled();
+}
+
+void DeleteDataViewModel::setIsConfirmed(bool confirmed) {
+    if (m_host) {
+        m_host->setIsSaveButtonDisabled(!confirmed);
+    }
+}
+
+void DeleteDataViewModel::setHost(ActionHost* host) {
+    if (m_host == host) {
+        return;
+    }
+    if (m_host) {
+        disconnect(m_host, nullptr, this, nullptr);
+    }
+    m_host = host;
+    if (m_host) {
+        connect(m_host, &ActionHost::performActionChanged, this, &DeleteDataViewModel::runDeletion);
+        connect(m_host, &ActionHost::isSaveButtonDisabledChanged, this,
+                &DeleteDataViewModel::isConfirmedChanged);
+    }
+    Q_EMIT hostChanged();
+    Q_EMIT isConfirmedChanged();
+}
+
+void DeleteDataViewModel::runDeletion() {
+    if (!m_host) {
+        return;
+    }
+    m_host->setProgressLoadText(QStringLiteral("App wird gelöscht."));
+    const QString location = companionDataDirectory();
+    deleteCompanionData(location).then(
+        this, [host = m_host, location](const EncryptionResult& result) {
+            if (!host) {
+                return;
+            }
+            if (result.isSuccess()) {
+                diagnosticLog(QStringLiteral("Успешно удалён ") + location);
+                host->setMessageText(QStringLiteral("Die Daten wurden erfolgreich gelöscht."));
+            } else {
+                diagnosticLog(QStringLiteral("Ошибка при удалении: ") + result.error().caseName());
+                host->setMessageText(QStringLiteral("Fehler beim Löschen der Daten."));
+            }
+            // The pause belongs to the host, which outlives the screen.
+            QTimer::singleShot(captionPauseMs, host, [host] {
+                host->setProgressLoadText(QString());
+                host->closeView();
+            });
+        });
+}
+
+} // namespace corvina

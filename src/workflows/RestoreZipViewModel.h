@@ -1,0 +1,134 @@
+#pragma once
+
+#include "engine/FinderCommentError.h"
+#include "workflows/BackupListModel.h"
+#include "workflows/FolderMonitor.h"
+
+#include <QFuture>
+#include <QObject>
+#include <QPointer>
+#include <QString>
+#include <QStringList>
+#include <QUrl>
+
+#include <memory>
+
+namespace corvina {
+
+class ActionHost;
+
+/// The state behind the restore screen: the storage folder's backups, kept
+/// current by a folder monitor, the selected one, the restore that each flip
+/// of the host's `performAction` starts, the comment editor and the
+/// confirmation of a deletion. Texts and locations that are absent are empty.
+class RestoreZipViewModel : public QObject {
+    Q_OBJECT
+    /// The folder being listed; each assignment watches and lists it anew.
+    Q_PROPERTY(QUrl url READ url WRITE setUrl NOTIFY urlChanged)
+    /// The backup chosen for restoring.
+    Q_PROPERTY(QUrl selectedURL READ selectedURL WRITE setSelectedURL NOTIFY selectedURLChanged)
+    /// Every visible item of the folder, in ascending order of name.
+    Q_PROPERTY(QStringList files READ files NOTIFY filesChanged)
+    /// The backups among `files`, newest first.
+    Q_PROPERTY(corvina::BackupListModel* backups READ backups CONSTANT)
+    /// The screen's error line.
+    Q_PROPERTY(QString warningText READ warningText WRITE setWarningText NOTIFY warningTextChanged)
+    /// The backup in the comment editor; the editor shows while it is set.
+    Q_PROPERTY(QUrl editBackup READ editBackup NOTIFY editBackupChanged)
+    /// The editor's text.
+    Q_PROPERTY(QString comment READ comment WRITE setComment NOTIFY commentChanged)
+    /// The backup awaiting the delete confirmation; the alert shows while it is set.
+    Q_PROPERTY(QUrl deleteBackup READ deleteBackup NOTIFY deleteBackupChanged)
+    /// The row text of `deleteBackup` for the confirmation, without the comment.
+    Q_PROPERTY(QString deleteBackupText READ deleteBackupText NOTIFY deleteBackupChanged)
+    Q_PROPERTY(corvina::ActionHost* host READ host WRITE setHost NOTIFY hostChanged)
+
+public:
+    explicit RestoreZipViewModel(QObject* parent = nullptr);
+    ~RestoreZipViewModel() override;
+
+    [[nodiscard]] QUrl url() const { return m_url; }
+    void setUrl(const QUrl& url);
+    [[nodiscard]] QUrl selectedURL() const { return m_selectedURL; }
+    void setSelectedURL(const QUrl& url);
+    [[nodiscard]] QStringList files() const { return m_files; }
+    [[nodiscard]] BackupListModel* backups() { return &m_backups; }
+    [[nodiscard]] QString warningText() const { return m_warningText; }
+    void setWarningText(const QString& text);
+    [[nodiscard]] QUrl editBackup() const { return m_editBackup; }
+    [[nodiscard]] QString comment() const { return m_comment; }
+    void setComment(const QString& comment);
+    [[nodiscard]] QUrl deleteBackup() const { return m_deleteBackup; }
+    [[nodiscard]] QString deleteBackupText() const;
+    [[nodiscard]] ActionHost* host() const { return m_host; }
+    void setHost(ActionHost* host);
+
+    /// The screen has appeared: lists the stored storage folder (none stored:
+    /// no list) and disables the host's button while nothing is selected.
+    Q_INVOKABLE void appear();
+
+    /// Restores the selected backup into the companion application's
+    /// container. Without a selection it fails at once with
+    /// `encryptedFileNotFound`. The result arrives on this object's thread.
+    QFuture<EncryptionResult> restoreArchive(const QString& password);
+
+    /// A failure becomes its diagnostic line and its user text in
+    /// `warningText`; a success changes nothing (an old warning stays).
+    void presentError(const EncryptionResult& result);
+
+    /// One run of the screen's action: caption "Backup wird wiederherstellt.",
+    /// the archive password from the keychain, the restore. Success shows
+    /// "Das Backup wurde erfolgreich wiederhergestellt." and closes the sheet;
+    /// a failure shows its text in `warningText` and keeps the sheet open.
+    Q_INVOKABLE void runAction();
+
+    /// The row action "Bearbeiten": opens the editor on the backup and, once
+    /// the editor is up, selects the backup.
+    Q_INVOKABLE void beginEditComment(const QUrl& backup);
+    /// The editor has appeared: a comment of the file replaces `comment`;
+    /// without one the text typed last (also for another backup) stays.
+    Q_INVOKABLE void editorAppeared();
+    /// "Abbrechen" in the editor.
+    Q_INVOKABLE void cancelEditComment();
+    /// "Speichern" in the editor: writes `comment` to the file, shows a
+    /// failure in `warningText`, redraws the rows and closes the editor.
+    Q_INVOKABLE void saveComment();
+
+    /// The row action "delete": selects the backup and asks for confirmation.
+    Q_INVOKABLE void beginDeleteBackup(const QUrl& backup);
+    /// "Abbrechen" in the confirmation.
+    Q_INVOKABLE void cancelDeleteBackup();
+    /// "Löschen" in the confirmation: removes the file. A failure is only
+    /// logged; the list follows through the folder monitor.
+    Q_INVOKABLE void confirmDeleteBackup();
+
+Q_SIGNALS:
+    void urlChanged();
+    void selectedURLChanged();
+    void filesChanged();
+    void warningTextChanged();
+    void editBackupChanged();
+    void commentChanged();
+    void deleteBackupChanged();
+    void hostChanged();
+
+private:
+    void loadBackupFiles(const QUrl& folder);
+    void setFiles(const QStringList& files);
+    void setEditBackup(const QUrl& url);
+    void setDeleteBackup(const QUrl& url);
+    void updateButtonState();
+
+    std::unique_ptr<FolderMonitor> m_folderMonitor;
+    QUrl m_url;
+    QUrl m_selectedURL;
+    QStringList m_files;
+    BackupListModel m_backups;
+    QString m_warningText;
+    QUrl m_editBackup;
+    QString m_comment;
+    QUrl m_deleteBackup;
+    QPointer<ActionHost> m_host;
+};
+
+} // namespace corvina
