@@ -306,10 +306,18 @@ void restoreSymbolicLink(zip::Archive& archive, const zip::Entry& entry, zip::Ex
     const QString escaped = QString::fromLatin1(QUrl::toPercentEncoding(fullPath, pathAllowed));
     const QString rootPrefix = rootText + QLatin1Char('/');
     try {
-        if (!escaped.startsWith(rootPrefix)) {
+        // Making a link creates no folders: an escaped path whose folder is
+        // missing fails as the plain system call would.
+        const QString escapedRelative = escaped.mid(rootPrefix.size());
+        struct stat folderStatus {};
+        if (!escaped.startsWith(rootPrefix) ||
+            (escaped != fullPath &&
+             (::stat(QFile::encodeName(rootPrefix + parentOf(escapedRelative)).constData(),
+                     &folderStatus) != 0 ||
+              !S_ISDIR(folderStatus.st_mode)))) {
             throw SystemError(ENOENT, toPath(escaped));
         }
-        root.createSymbolicLink(escaped.mid(rootPrefix.size()), target->toUtf8());
+        root.createSymbolicLink(escapedRelative, target->toUtf8());
         diagnosticLog(QStringLiteral("Символическая ссылка ") + entryPath +
                       QStringLiteral(" восстановлена, указывает на ") + *target +
                       QStringLiteral("."));
@@ -411,7 +419,8 @@ EncryptionResult restoreArchive(const QString& backupFile, const QString& contai
         diagnosticLog(QStringLiteral("Ошибка: временный файл не найден."));
         return failed();
     }
-    if (fs::exists(fs::symlink_status(temporaryFolder, error))) {
+    std::error_code statusError;
+    if (fs::exists(fs::symlink_status(temporaryFolder, statusError))) {
         fs::remove_all(temporaryFolder, error);
     }
     if (!error) {

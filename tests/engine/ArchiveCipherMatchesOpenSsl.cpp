@@ -76,7 +76,9 @@ private Q_SLOTS:
         QFETCH(QString, password);
         // Python's hashlib is the independent reference; no normalisation.
         const QByteArray expected =
-            run(QStringLiteral("python3"),
+            run(QFileInfo::exists(QStringLiteral("/usr/bin/python3"))
+                    ? QStringLiteral("/usr/bin/python3")
+                    : QStringLiteral("python3"),
                 {QStringLiteral("-c"),
                  QStringLiteral("import hashlib,sys; p=sys.stdin.buffer.read(); "
                                 "print(hashlib.pbkdf2_hmac('sha256', p + b'%1', b'%2', %3, "

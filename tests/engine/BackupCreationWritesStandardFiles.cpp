@@ -106,7 +106,7 @@ private Q_SLOTS:
         const QString zip = work.filePath(QStringLiteral("plain.zip"));
         QVERIFY(writeFile(zip, *plain));
         QVERIFY(runProgram(QStringLiteral("unzip"), {QStringLiteral("-tq"), zip}));
-        QVERIFY(runProgram(QStringLiteral("python3"),
+        QVERIFY(runProgram(python(),
                            {QStringLiteral("-c"),
                             QStringLiteral("import sys, zipfile; z = zipfile.ZipFile(sys.argv[1]); "
                                            "bad = z.testzip(); sys.exit(1 if bad else 0)"),

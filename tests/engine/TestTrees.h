@@ -97,6 +97,13 @@ inline QMap<QString, Item> snapshot(const QString& root) {
     return items;
 }
 
+/// The system's Python: version managers put slow shims first on PATH.
+inline QString python() {
+    return QFileInfo::exists(QStringLiteral("/usr/bin/python3"))
+               ? QStringLiteral("/usr/bin/python3")
+               : QStringLiteral("python3");
+}
+
 /// Runs a program; its standard output, or nothing when it fails.
 inline std::optional<QByteArray> runProgram(const QString& program, const QStringList& arguments,
                                             const QByteArray& input = {},
