@@ -386,13 +386,13 @@ bool Keychain::readFlag(const QString& key) {
 void Keychain::writeFlag(const QString& key, bool value) {
     const Attributes attributes(QString(), key);
     const QByteArray bytes = value ? QByteArrayLiteral("true") : QByteArrayLiteral("false");
+    // Both steps share one deadline; neither outcome is looked at.
+    SecretCall call;
     try {
-        SecretCall call;
         removeMatching(call, attributes);
     } catch (const StoreFailure&) {
     }
     try {
-        SecretCall call;
         auto service = connectService(call);
         store(call, service.get(), attributes, key, bytes);
     } catch (const StoreFailure&) {

@@ -22,7 +22,7 @@ namespace corvina {
 /// "OSStatus error:[<code>] <description>" to standard output, in every build.
 /// An absent item is no error: reads give `std::nullopt`, removal succeeds.
 /// No call blocks longer than `callTimeoutMs`: a secret store that is missing
-/// gives `Status::notAvailable`, one that does not answer `Status::unexpectedError`.
+/// or does not answer gives `Status::notAvailable`.
 ///
 /// Calls block the calling thread until done; they are safe from any thread.
 /// Typical use, with a failed read counting as no password:

@@ -123,6 +123,10 @@ int runChild(int argc, char** argv) {
             const auto value = keychain.readString(childKey);
             return value ? QStringLiteral("value") : QStringLiteral("absent");
         });
+        report("writeFlag", [] {
+            Keychain::writeFlag(childKey, true);
+            return QStringLiteral("done");
+        });
         return 0;
     }
     if (scenario == "locked") {
@@ -231,8 +235,8 @@ private Q_SLOTS:
             << QByteArrayList{notAvailableLine} << 3000;
         QTest::newRow("secret service that never answers")
             << int(Launch::busWithoutKeyring) << QByteArray("silent")
-            << QStringList{"read notAvailable"} << QByteArrayList{notAvailableLine}
-            << Keychain::callTimeoutMs + 2000;
+            << QStringList{"read notAvailable", "writeFlag done"}
+            << QByteArrayList{notAvailableLine} << Keychain::callTimeoutMs + 2000;
         // A lookup in a locked collection finds nothing; changes are refused.
         QTest::newRow("locked collection")
             << int(Launch::ownKeyring) << QByteArray("locked")
