@@ -1,0 +1,146 @@
+#include "cli/CommandLine.h"
+
+#include <QCoreApplication>
+#include <QFile>
+
+#include <cstdio>
+
+namespace corvina::cli {
+
+namespace {
+
+const QString toolName = QStringLiteral("corvina-backup");
+
+void write(std::FILE* stream, const QString& line) {
+    const QByteArray bytes = line.toUtf8();
+    std::fwrite(bytes.constData(), 1, static_cast<std::size_t>(bytes.size()), stream);
+    std::fputc('\n', stream);
+    std::fflush(stream);
+}
+
+QString overview(std::span<const Command> commands) {
+    QString text = QStringLiteral("Usage: %1 <command> [options]\n\nCommands:\n").arg(toolName);
+    for (const Command& command : commands) {
+        text += QStringLiteral("  %1%2\n")
+                    .arg(QString::fromLatin1(command.name).leftJustified(10),
+                         QString::fromUtf8(command.summary));
+    }
+    text +=
+        QStringLiteral("\nRun \"%1 <command> --help\" for the options of a command.").arg(toolName);
+    return text;
+}
+
+/// The parser's help with the usage line naming the tool and the command.
+QString helpText(const QCommandLineParser& parser, const QStringList& arguments) {
+    QString text = parser.helpText();
+    const QString generated =
+        QStringLiteral("Usage: ") + QCoreApplication::arguments().constFirst();
+    if (text.startsWith(generated)) {
+        text.replace(0, generated.size(), QStringLiteral("Usage: ") + arguments.constFirst());
+    }
+    return text.trimmed();
+}
+
+/// Where the archive password comes from when no --password-file is given.
+std::optional<QString> defaultArchivePassword() {
+    printError(QStringLiteral("%1: no --password-file given, using the empty archive password")
+                   .arg(toolName));
+    return QString();
+}
+
+} // namespace
+
+void printOut(const QString& line) {
+    write(stdout, line);
+}
+void printError(const QString& line) {
+    write(stderr, line);
+}
+
+int dispatch(const QStringList& arguments, std::span<const Command> commands) {
+    if (arguments.size() < 2) {
+        printError(overview(commands));
+        return exitUsage;
+    }
+    const QString name = arguments.at(1);
+    if (name == QLatin1String("--help") || name == QLatin1String("-h") ||
+        name == QLatin1String("help")) {
+        printOut(overview(commands));
+        return exitSuccess;
+    }
+    for (const Command& command : commands) {
+        if (name == QLatin1String(command.name)) {
+            return command.run(QStringList{toolName + QLatin1Char(' ') + name} + arguments.mid(2));
+        }
+    }
+    printError(QStringLiteral("%1: unknown command \"%2\"\n\n").arg(toolName, name) +
+               overview(commands));
+    return exitUsage;
+}
+
+std::optional<int> parseArguments(QCommandLineParser& parser, const QStringList& arguments,
+                                  int positionalCount) {
+    const QCommandLineOption help = parser.addHelpOption();
+    if (!parser.parse(arguments)) {
+        return usageError(parser, arguments, parser.errorText());
+    }
+    if (parser.isSet(help)) {
+        printOut(helpText(parser, arguments));
+        return exitSuccess;
+    }
+    if (parser.positionalArguments().size() > positionalCount) {
+        return usageError(parser, arguments,
+                          QStringLiteral("unexpected argument \"%1\"")
+                              .arg(parser.positionalArguments().at(positionalCount)));
+    }
+    return std::nullopt;
+}
+
+int usageError(const QCommandLineParser& parser, const QStringList& arguments,
+               const QString& message) {
+    printError(arguments.constFirst() + QStringLiteral(": ") + message + QStringLiteral("\n\n") +
+               helpText(parser, arguments));
+    return exitUsage;
+}
+
+int report(const EncryptionResult& result) {
+    if (result.isSuccess()) {
+        return exitSuccess;
+    }
+    printError(result.error().userText());
+    return exitFailure;
+}
+
+void addPasswordOption(QCommandLineParser& parser) {
+    parser.addOption(QCommandLineOption(
+        QStringLiteral("password-file"),
+        QStringLiteral("Read the archive password from the first line of <file> (- for standard "
+                       "input)."),
+        QStringLiteral("file")));
+}
+
+std::optional<QString> archivePassword(const QCommandLineParser& parser, QString& error) {
+    if (!parser.isSet(QStringLiteral("password-file"))) {
+        return defaultArchivePassword();
+    }
+    const QString path = parser.value(QStringLiteral("password-file"));
+    QFile file;
+    const bool opened = path == QLatin1String("-")
+                            ? file.open(stdin, QIODevice::ReadOnly)
+                            : (file.setFileName(path), file.open(QIODevice::ReadOnly));
+    if (!opened) {
+        error = QStringLiteral("cannot read the password file \"%1\": %2")
+                    .arg(path, file.errorString());
+        return std::nullopt;
+    }
+    QByteArray line = file.readLine();
+    if (line.endsWith('\n')) {
+        line.chop(1);
+    }
+    if (line.endsWith('\r')) {
+        line.chop(1);
+    }
+    return QString::fromUtf8(line);
+}
+
+} // namespace corvina::cli

@@ -1,0 +1,65 @@
+#pragma once
+
+#include "engine/FinderCommentError.h"
+
+#include <QCommandLineParser>
+#include <QString>
+#include <QStringList>
+
+#include <optional>
+#include <span>
+
+namespace corvina::cli {
+
+/// Exit codes of the tool.
+enum ExitCode : int {
+    exitSuccess = 0,
+    /// The engine reported a failure; its German text went to stderr.
+    exitFailure = 1,
+    /// The arguments were wrong; a usage message went to stderr.
+    exitUsage = 2,
+};
+
+/// One command of the tool: `corvina-backup <name> ...`.
+struct Command {
+    const char* name;
+    const char* summary;
+    /// Runs the command on its arguments; arguments[0] is "corvina-backup <name>".
+    int (*run)(const QStringList& arguments);
+};
+
+/// Runs the command named by arguments[1] from `commands`.
+int dispatch(const QStringList& arguments, std::span<const Command> commands);
+
+/// Parses a command's arguments with `parser`, to which --help is added.
+/// Returns an exit code when the command is already done: help was shown
+/// (exitSuccess) or the arguments were wrong (exitUsage).
+std::optional<int> parseArguments(QCommandLineParser& parser, const QStringList& arguments,
+                                  int positionalCount);
+
+/// Writes `message` and the command's help to stderr; returns exitUsage.
+int usageError(const QCommandLineParser& parser, const QStringList& arguments,
+               const QString& message);
+
+/// Writes a line to stdout or stderr as UTF-8.
+void printOut(const QString& line);
+void printError(const QString& line);
+
+/// Writes the German text of a failure to stderr; returns exitFailure, or
+/// exitSuccess for a success.
+int report(const EncryptionResult& result);
+
+/// Adds --password-file to a command's options.
+void addPasswordOption(QCommandLineParser& parser);
+
+/// The archive password for a command: the first line of --password-file
+/// ("-" for standard input) without its line end, else the default source.
+/// Nothing when the file cannot be read; the reason is in `error`.
+std::optional<QString> archivePassword(const QCommandLineParser& parser, QString& error);
+
+int runCreate(const QStringList& arguments);
+int runRestore(const QStringList& arguments);
+int runVerify(const QStringList& arguments);
+int runComment(const QStringList& arguments);
+
+} // namespace corvina::cli

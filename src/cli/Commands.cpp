@@ -1,0 +1,182 @@
+// The tool's commands: each parses its arguments, calls the engine and
+// reports. Defaults come from the program's settings and folders.
+#include "cli/CommandLine.h"
+
+#include "engine/ApplicationIdentity.h"
+#include "engine/EncryptionService.h"
+#include "engine/FinderComment.h"
+
+#include <QFileInfo>
+#include <QSettings>
+#include <QUrl>
+
+namespace corvina::cli {
+
+namespace {
+
+/// The storage folder the program stored, as a path or a file URL.
+std::optional<QString> storedStorageFolder() {
+    const QString value = QSettings().value(QStringLiteral("savedPathKey")).toString();
+    if (value.isEmpty()) {
+        return std::nullopt;
+    }
+    if (value.startsWith(QLatin1String("file:"))) {
+        return QUrl(value).toLocalFile();
+    }
+    return value;
+}
+
+QCommandLineOption valueOption(const QString& name, const QString& description,
+                               const QString& valueName) {
+    return QCommandLineOption(name, description, valueName);
+}
+
+} // namespace
+
+int runCreate(const QStringList& arguments) {
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral(
+        "Packs the data folder into an encrypted backup file Backup_<time>.halvorn in the "
+        "destination folder and prints the backup's path."));
+    parser.addOption(valueOption(QStringLiteral("source"),
+                                 QStringLiteral("The folder to back up (default: the companion "
+                                                "application's data folder)."),
+                                 QStringLiteral("dir")));
+    parser.addOption(valueOption(QStringLiteral("dest"),
+                                 QStringLiteral("The folder for the backup (default: the stored "
+                                                "storage folder)."),
+                                 QStringLiteral("dir")));
+    parser.addOption(valueOption(QStringLiteral("comment"),
+                                 QStringLiteral("A comment kept beside the backup."),
+                                 QStringLiteral("text")));
+    addPasswordOption(parser);
+    if (const auto done = parseArguments(parser, arguments, 0)) {
+        return *done;
+    }
+
+    const QString source = parser.isSet(QStringLiteral("source"))
+                               ? parser.value(QStringLiteral("source"))
+                               : companionDataDirectory();
+    std::optional<QString> destination = parser.isSet(QStringLiteral("dest"))
+                                             ? parser.value(QStringLiteral("dest"))
+                                             : storedStorageFolder();
+    if (!destination) {
+        return usageError(parser, arguments,
+                          QStringLiteral("no --dest given and no storage folder stored"));
+    }
+    QString error;
+    const std::optional<QString> password = archivePassword(parser, error);
+    if (!password) {
+        return usageError(parser, arguments, error);
+    }
+
+    const CreatedBackup created =
+        EncryptionService::shared()
+            .createBackup(source, *destination, *password, parser.value(QStringLiteral("comment")))
+            .result();
+    if (!created.backupFile.isEmpty()) {
+        printOut(created.backupFile);
+    }
+    return report(created.result);
+}
+
+int runRestore(const QStringList& arguments) {
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral(
+        "Replaces the contents of the data folder <container>/Data with the contents of a "
+        "backup. Close the companion application first."));
+    parser.addOption(valueOption(QStringLiteral("backup"),
+                                 QStringLiteral("The backup file to restore."),
+                                 QStringLiteral("file")));
+    parser.addOption(valueOption(QStringLiteral("container"),
+                                 QStringLiteral("The folder that holds Data (default: the "
+                                                "companion application's container)."),
+                                 QStringLiteral("dir")));
+    addPasswordOption(parser);
+    if (const auto done = parseArguments(parser, arguments, 0)) {
+        return *done;
+    }
+    if (!parser.isSet(QStringLiteral("backup"))) {
+        return usageError(parser, arguments, QStringLiteral("--backup is required"));
+    }
+    const QString container = parser.isSet(QStringLiteral("container"))
+                                  ? parser.value(QStringLiteral("container"))
+                                  : companionContainerDirectory();
+    QString error;
+    const std::optional<QString> password = archivePassword(parser, error);
+    if (!password) {
+        return usageError(parser, arguments, error);
+    }
+    return report(
+        EncryptionService::shared()
+            .restoreEncryptedArchive(parser.value(QStringLiteral("backup")), container, *password)
+            .result());
+}
+
+int runVerify(const QStringList& arguments) {
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral(
+        "Decrypts a backup into a private temporary file and checks the size and CRC-32 of "
+        "every entry, touching no data folder. Exits with 0 only for a sound backup."));
+    parser.addOption(valueOption(QStringLiteral("backup"),
+                                 QStringLiteral("The backup file to check."),
+                                 QStringLiteral("file")));
+    addPasswordOption(parser);
+    if (const auto done = parseArguments(parser, arguments, 0)) {
+        return *done;
+    }
+    if (!parser.isSet(QStringLiteral("backup"))) {
+        return usageError(parser, arguments, QStringLiteral("--backup is required"));
+    }
+    QString error;
+    const std::optional<QString> password = archivePassword(parser, error);
+    if (!password) {
+        return usageError(parser, arguments, error);
+    }
+
+    const VerificationReport verification =
+        EncryptionService::shared()
+            .verifyEncryptedArchive(parser.value(QStringLiteral("backup")), *password)
+            .result();
+    if (!verification.result.isSuccess()) {
+        return report(verification.result);
+    }
+    printOut(QStringLiteral("entries: %1").arg(verification.entries));
+    printOut(QStringLiteral("bytes: %1").arg(verification.bytes));
+    if (verification.firstDamagedEntry) {
+        printOut(QStringLiteral("first damaged entry: ") + *verification.firstDamagedEntry);
+        printError(arguments.constFirst() + QStringLiteral(": the backup is damaged"));
+        return exitFailure;
+    }
+    return exitSuccess;
+}
+
+int runComment(const QStringList& arguments) {
+    QCommandLineParser parser;
+    parser.setApplicationDescription(
+        QStringLiteral("Prints (get) or writes (set) the comment kept beside a backup file."));
+    parser.addPositionalArgument(QStringLiteral("action"), QStringLiteral("get or set."),
+                                 QStringLiteral("get FILE | set FILE TEXT"));
+    if (const auto done = parseArguments(parser, arguments, 3)) {
+        return *done;
+    }
+    const QStringList positional = parser.positionalArguments();
+    const QString action = positional.value(0);
+    if (action == QLatin1String("get") && positional.size() == 2) {
+        if (!QFileInfo::exists(positional.at(1))) {
+            return usageError(parser, arguments,
+                              QStringLiteral("no such file \"%1\"").arg(positional.at(1)));
+        }
+        if (const std::optional<QString> comment = readFinderComment(positional.at(1))) {
+            printOut(*comment);
+        }
+        return exitSuccess;
+    }
+    if (action == QLatin1String("set") && positional.size() == 3) {
+        return report(addFinderComment(positional.at(2), positional.at(1)));
+    }
+    return usageError(parser, arguments,
+                      QStringLiteral("expected \"get FILE\" or \"set FILE TEXT\""));
+}
+
+} // namespace corvina::cli
