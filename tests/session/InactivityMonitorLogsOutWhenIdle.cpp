@@ -6,7 +6,6 @@
 #include "engine/ApplicationIdentity.h"
 #include "session/InactivityMonitor.h"
 #include "session/SessionState.h"
-#include "session/TimeOption.h"
 
 #include <QGuiApplication>
 #include <QProcess>
@@ -18,6 +17,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <functional>
 #include <memory>
 
 using namespace corvina;
@@ -51,70 +51,22 @@ QByteArray runSelf(const QStringList& arguments) {
     return child.readAllStandardOutput().trimmed();
 }
 
-enum class Input {
-    leftClick,
-    rightClick,
-    middleClick,
-    mouseMove,
-    dragMove,
-    keyClick,
-    keyReleaseOnly,
-    wheel,
-    keyPressToNonWindow,
-    mousePressToNonWindow,
-};
+const QPoint clickPoint(20, 20);
 
-void deliver(Input input, QWindow& window, QObject& nonWindow) {
-    const QPointF point(20, 20);
-    const QPointF global = window.mapToGlobal(point);
-    switch (input) {
-    case Input::leftClick:
-        QTest::mouseClick(&window, Qt::LeftButton, {}, point.toPoint());
-        break;
-    case Input::rightClick:
-        QTest::mouseClick(&window, Qt::RightButton, {}, point.toPoint());
-        break;
-    case Input::middleClick:
-        QTest::mouseClick(&window, Qt::MiddleButton, {}, point.toPoint());
-        break;
-    case Input::mouseMove:
-        QTest::mouseMove(&window, QPoint(30, 30));
-        QTest::mouseMove(&window, QPoint(40, 35));
-        break;
-    case Input::dragMove: {
-        QMouseEvent drag(QEvent::MouseMove, point, global, Qt::NoButton, Qt::LeftButton, {});
-        QCoreApplication::sendEvent(&window, &drag);
-        break;
-    }
-    case Input::keyClick:
-        QTest::keyClick(&window, Qt::Key_A);
-        break;
-    case Input::keyReleaseOnly: {
-        QKeyEvent release(QEvent::KeyRelease, Qt::Key_A, Qt::NoModifier, QStringLiteral("a"));
-        QCoreApplication::sendEvent(&window, &release);
-        break;
-    }
-    case Input::wheel: {
-        QWheelEvent wheel(point, global, QPoint(), QPoint(0, 120), Qt::NoButton, Qt::NoModifier,
-                          Qt::NoScrollPhase, false);
-        QCoreApplication::sendEvent(&window, &wheel);
-        break;
-    }
-    case Input::keyPressToNonWindow: {
-        QKeyEvent press(QEvent::KeyPress, Qt::Key_A, Qt::NoModifier, QStringLiteral("a"));
-        QCoreApplication::sendEvent(&nonWindow, &press);
-        break;
-    }
-    case Input::mousePressToNonWindow: {
-        QMouseEvent press(QEvent::MouseButtonPress, point, global, Qt::LeftButton, Qt::LeftButton,
-                          {});
-        QCoreApplication::sendEvent(&nonWindow, &press);
-        break;
-    }
-    }
+// Hands one kind of input to the window, or to an object that is no window.
+using Deliver = std::function<void(QWindow&, QObject&)>;
+
+void send(QObject& target, QEvent&& event) {
+    QCoreApplication::sendEvent(&target, &event);
+}
+
+QMouseEvent mouseEvent(QEvent::Type type, Qt::MouseButton button, Qt::MouseButtons held) {
+    return QMouseEvent(type, clickPoint, clickPoint, button, held, Qt::NoModifier);
 }
 
 } // namespace
+
+Q_DECLARE_METATYPE(Deliver)
 
 class InactivityMonitorLogsOutWhenIdle : public QObject {
     Q_OBJECT
@@ -159,17 +111,6 @@ private Q_SLOTS:
 
     void init() { QSettings().clear(); }
 
-    void startsWithDefaultsWhenNothingIsStored() {
-        const InactivityMonitor monitor;
-        QCOMPARE(monitor.isAutoLogoutEnabled(), false);
-        QCOMPARE(monitor.timeoutInterval(), 600.0);
-        QCOMPARE(monitor.remainingTime(), 600.0);
-        QCOMPARE(monitor.isAuthenticated(), false);
-        QVERIFY(isIdle(monitor));
-        // Construction reads and doesn't write.
-        QVERIFY(!QSettings().contains(QStringLiteral("LogoutTimeout")));
-    }
-
     void settingsSurviveARestart_data() {
         QTest::addColumn<QString>("enabled");
         QTest::addColumn<QString>("interval");
@@ -192,6 +133,7 @@ private Q_SLOTS:
         QTest::addColumn<QVariant>("enabled");
         QTest::addColumn<QVariant>("interval");
         QTest::addColumn<QByteArray>("expected");
+        QTest::newRow("nothing stored") << QVariant() << QVariant() << QByteArray("false 600 600");
         QTest::newRow("text") << QVariant("yes") << QVariant("soon") << QByteArray("false 600 600");
         QTest::newRow("list") << QVariant(QStringList{"true", "x"})
                               << QVariant(QStringList{"1", "2"}) << QByteArray("false 600 600");
@@ -216,7 +158,9 @@ private Q_SLOTS:
             if (enabled.isValid()) {
                 settings.setValue(QStringLiteral("isAutoLogoutEnabled"), enabled);
             }
-            settings.setValue(QStringLiteral("LogoutTimeout"), interval);
+            if (interval.isValid()) {
+                settings.setValue(QStringLiteral("LogoutTimeout"), interval);
+            }
         }
         QCOMPARE(runSelf({"read"}), expected);
     }
@@ -251,32 +195,54 @@ private Q_SLOTS:
     }
 
     void activityStartsTheTimeOver_data() {
-        QTest::addColumn<int>("input");
+        QTest::addColumn<Deliver>("deliver");
         QTest::addColumn<bool>("counts");
-        QTest::newRow("left click") << int(Input::leftClick) << true;
-        QTest::newRow("right click") << int(Input::rightClick) << true;
-        QTest::newRow("mouse move") << int(Input::mouseMove) << true;
-        QTest::newRow("key click") << int(Input::keyClick) << true;
-        QTest::newRow("middle click") << int(Input::middleClick) << false;
-        QTest::newRow("move with button held") << int(Input::dragMove) << false;
-        QTest::newRow("key release alone") << int(Input::keyReleaseOnly) << false;
-        QTest::newRow("wheel") << int(Input::wheel) << false;
-        QTest::newRow("key press to a non-window") << int(Input::keyPressToNonWindow) << false;
-        QTest::newRow("mouse press to a non-window") << int(Input::mousePressToNonWindow) << false;
+        const auto click = [](Qt::MouseButton button) {
+            return Deliver(
+                [button](QWindow& w, QObject&) { QTest::mouseClick(&w, button, {}, clickPoint); });
+        };
+        const auto keyEvent = [](QEvent::Type type) {
+            return QKeyEvent(type, Qt::Key_A, Qt::NoModifier, QStringLiteral("a"));
+        };
+        QTest::newRow("left click") << click(Qt::LeftButton) << true;
+        QTest::newRow("right click") << click(Qt::RightButton) << true;
+        QTest::newRow("middle click") << click(Qt::MiddleButton) << false;
+        QTest::newRow("mouse move") << Deliver([](QWindow& w, QObject&) {
+            QTest::mouseMove(&w, QPoint(30, 30));
+            QTest::mouseMove(&w, QPoint(40, 35));
+        }) << true;
+        QTest::newRow("key click")
+            << Deliver([](QWindow& w, QObject&) { QTest::keyClick(&w, Qt::Key_A); }) << true;
+        QTest::newRow("move with button held") << Deliver([](QWindow& w, QObject&) {
+            send(w, mouseEvent(QEvent::MouseMove, Qt::NoButton, Qt::LeftButton));
+        }) << false;
+        QTest::newRow("key release alone")
+            << Deliver([keyEvent](QWindow& w, QObject&) { send(w, keyEvent(QEvent::KeyRelease)); })
+            << false;
+        QTest::newRow("wheel") << Deliver([](QWindow& w, QObject&) {
+            send(w, QWheelEvent(clickPoint, clickPoint, {}, {0, 120}, Qt::NoButton, Qt::NoModifier,
+                                Qt::NoScrollPhase, false));
+        }) << false;
+        QTest::newRow("key press to a non-window")
+            << Deliver([keyEvent](QWindow&, QObject& o) { send(o, keyEvent(QEvent::KeyPress)); })
+            << false;
+        QTest::newRow("mouse press to a non-window") << Deliver([](QWindow&, QObject& o) {
+            send(o, mouseEvent(QEvent::MouseButtonPress, Qt::LeftButton, Qt::LeftButton));
+        }) << false;
     }
     void activityStartsTheTimeOver() {
-        QFETCH(int, input);
+        QFETCH(Deliver, deliver);
         QFETCH(bool, counts);
         // A press away from the cursor brings a move along: start at the
         // point of the clicks.
-        QTest::mouseMove(&window, QPoint(20, 20));
+        QTest::mouseMove(&window, clickPoint);
         Session session(true, 5.0);
         session.state.setIsAuthenticated(true);
         QTest::qWait(400);
         const int before = session.monitor.inactivityTimer()->remainingTime();
         QVERIFY(before <= 4650);
 
-        deliver(Input(input), window, nonWindow);
+        deliver(window, nonWindow);
 
         const int after = session.monitor.inactivityTimer()->remainingTime();
         if (counts) {
@@ -351,18 +317,6 @@ private Q_SLOTS:
         session.reset();
         QTest::keyClick(&window, Qt::Key_A);
         QTest::mouseMove(&window, QPoint(60, 40));
-    }
-
-    void pickerOffersSeventeenIntervals() {
-        const auto& options = timeOptions();
-        QCOMPARE(options.size(), 17);
-        QCOMPARE(options.first().label(), QStringLiteral("2 Min"));
-        QCOMPARE(options.first().seconds(), 120.0);
-        QCOMPARE(options.at(12).label(), QStringLiteral("1 St"));
-        QCOMPARE(options.last().seconds(), 18000.0);
-        for (qsizetype i = 1; i < options.size(); ++i) {
-            QVERIFY(options.at(i).seconds() > options.at(i - 1).seconds());
-        }
     }
 };
 
