@@ -93,6 +93,7 @@ ApplicationWindow {
 
     WindowContent {
         anchors.centerIn: parent
+        focus: true
         width: 900
         height: 500
     }

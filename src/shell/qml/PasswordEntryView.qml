@@ -6,8 +6,8 @@ import Corvina.Shell
 
 // The unlock gate: the master password or a fingerprint opens the session.
 // Its logic is PasswordEntryViewModel; this view draws it and passes the
-// application's state in and out.
-Item {
+// application's state in and out. The input holds the keyboard focus.
+FocusScope {
     id: root
 
     required property TransientMessage warningText
@@ -116,6 +116,7 @@ Item {
                         verticalAlignment: TextInput.AlignVCenter
                         echoMode: TextInput.Password
                         passwordCharacter: "\u2022"
+                        font.family: Theme.font("roboto_regular24").family
                         font.pixelSize: 24
                         color: Theme.accentColor
                         selectionColor: Theme.withOpacity(Theme.accentColor, 0.35)
@@ -149,6 +150,9 @@ Item {
                             anchors.verticalCenter: parent.verticalCenter
                             visible: input.text.length === 0
                             text: "Master-Passwort eingeben"
+                            width: parent.width
+                            elide: Text.ElideRight
+                            font.family: Theme.font("roboto_regular22").family
                             font.pixelSize: 22
                             color: Theme.secondaryColor
                         }

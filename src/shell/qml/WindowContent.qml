@@ -7,7 +7,7 @@ import Corvina.Shell
 // The window's content: the unlock gate while the session is locked, the
 // main screen while it is open. The main screen comes in from the right and
 // leaves to the left; the gate comes in from the left and leaves to the right.
-Item {
+FocusScope {
     id: root
 
     // The gate's message line; it clears itself.
@@ -36,6 +36,7 @@ Item {
 
         anchors.fill: parent
         background: null
+        focus: true
 
         replaceEnter: Transition {
             XAnimator {
@@ -58,7 +59,7 @@ Item {
     Component {
         id: gatePage
 
-        Item {
+        FocusScope {
             objectName: "gatePage"
             readonly property PasswordEntryView gate: gateView
 
@@ -67,6 +68,7 @@ Item {
             PasswordEntryView {
                 id: gateView
                 anchors.fill: parent
+                focus: true
                 warningText: warning
             }
             WarningTextHelper {

@@ -12,7 +12,7 @@ Item {
     // The last text, kept while the strip fades out.
     property string shownText
 
-    onWarningTextChanged: if (isShown) shownText = warningText
+    onWarningTextChanged: if (typeof warningText === "string") shownText = warningText
 
     implicitHeight: strip.height
     clip: false

@@ -1,0 +1,71 @@
+#!/usr/bin/env bash
+# Starts the window program under Xvfb with a private keyring and saves
+# screenshots of its looks into a folder:
+#   unlocked.png         started without a master password
+#   locked.png           started with a master password in the keyring
+#   wrong-password.png   just after a wrong password was entered
+#   unlocked-by-password.png  after the right password
+#
+#   scripts/screenshots.sh [OUTPUT_FOLDER] [BUILD_FOLDER]
+# The build folder defaults to the release build of scripts/run.sh; it is
+# built when the program is missing there.
+set -euo pipefail
+root=$(cd "$(dirname "$0")/.." && pwd)
+out=$(mkdir -p "${1:-$root/build/screenshots}" && cd "${1:-$root/build/screenshots}" && pwd)
+builddir=${2:-$root/build/release}
+program="$builddir/src/shell/corvina-backup-manager"
+
+if [ ! -x "$program" ]; then
+    bash "$root/scripts/install-deps.sh"
+    cmake -S "$root" -B "$builddir" -G Ninja -DCMAKE_BUILD_TYPE=Release -DCORVINA_BUILD_TESTS=OFF
+    cmake --build "$builddir" --target corvina-backup-manager
+fi
+
+export CORVINA_PROGRAM="$program" CORVINA_SHOTS="$out"
+# shellcheck disable=SC2016
+exec bash "$root/scripts/with-keyring.sh" bash -c '
+    set -euo pipefail
+    exec 3>"$XDG_RUNTIME_DIR/display"
+    Xvfb -displayfd 3 -screen 0 1280x800x24 -nolisten tcp >/dev/null 2>&1 &
+    xvfb=$!
+    trap "kill \$xvfb 2>/dev/null || true" EXIT
+    for _ in $(seq 50); do [ -s "$XDG_RUNTIME_DIR/display" ] && break; sleep 0.1; done
+    export DISPLAY=":$(cat "$XDG_RUNTIME_DIR/display")"
+    export QT_QPA_PLATFORM=xcb
+
+    shoot() { import -window root "$CORVINA_SHOTS/$1"; echo "saved $CORVINA_SHOTS/$1"; }
+    start() {
+        "$CORVINA_PROGRAM" >/dev/null 2>&1 &
+        app=$!
+        window=""
+        for _ in $(seq 100); do
+            window=$(xdotool search --onlyvisible --pid "$app" 2>/dev/null | head -n 1) && [ -n "$window" ] && break
+            sleep 0.1
+        done
+        # Without a window manager nobody gives the new window the keyboard.
+        xdotool windowfocus --sync "$window"
+    }
+
+    # Without a master password the program opens unlocked.
+    start
+    sleep 2.5
+    shoot unlocked.png
+    kill "$app"; wait "$app" 2>/dev/null || true
+
+    # With one it opens locked.
+    printf "%s" "Geheim-42" | secret-tool store --label="Corvina master password" \
+        service de.Corvina-Backup-Manager.MasterPassword account masterPassword
+    start
+    sleep 2
+    shoot locked.png
+    xdotool type --delay 40 "falsch"
+    xdotool key Return
+    sleep 0.8
+    shoot wrong-password.png
+    sleep 1.5
+    xdotool type --delay 40 "Geheim-42"
+    xdotool key Return
+    sleep 2.5
+    shoot unlocked-by-password.png
+    kill "$app"; wait "$app" 2>/dev/null || true
+'
