@@ -294,22 +294,26 @@ void removeMatching(SecretCall& call, const Attributes& attributes) {
     }
 }
 
-// Updates the first item that matches in place, or adds one.
+// Updates the items that match in place, or adds one.
 void writeItem(const Keychain::Options& options, const QByteArray& value, const QString& key) {
     SecretCall call;
     const Attributes attributes(options.service, key);
     auto service = connectService(call);
     auto items = searchItems(call, service.get(), attributes);
     if (items) {
-        auto* item = SECRET_ITEM(items->data);
+        // Present: every item that matches gets the new value in place, so
+        // that whichever of them a read finds carries it.
         ValuePtr secret(secret_value_new(value.constData(), value.size(), contentType));
-        auto result =
-            call.await([&](GCancellable* cancellable, GAsyncReadyCallback ready, gpointer data) {
-                secret_item_set_secret(item, secret.get(), cancellable, ready, data);
-            });
-        GError* error = nullptr;
-        if (!secret_item_set_secret_finish(item, result.get(), &error)) {
-            call.fail(ErrorPtr(error));
+        for (GList* node = items.get(); node != nullptr; node = node->next) {
+            auto* item = SECRET_ITEM(node->data);
+            auto result = call.await(
+                [&](GCancellable* cancellable, GAsyncReadyCallback ready, gpointer data) {
+                    secret_item_set_secret(item, secret.get(), cancellable, ready, data);
+                });
+            GError* error = nullptr;
+            if (!secret_item_set_secret_finish(item, result.get(), &error)) {
+                call.fail(ErrorPtr(error));
+            }
         }
         return;
     }

@@ -91,13 +91,15 @@ public:
     /// Throws `Status::conversionError` when the stored bytes are not UTF-8
     /// (after writing "failed to convert data to string").
     [[nodiscard]] std::optional<QString> readString(const QString& key) const;
-    /// Stores the text as UTF-8; an existing item is updated in place.
+    /// Stores the text as UTF-8, as `writeData`.
     /// Throws `Status::conversionError` for text that has no UTF-8 form
     /// (unpaired surrogates).
     void writeString(const QString& value, const QString& key) const;
     /// The item's bytes; nullopt when there is no item.
     [[nodiscard]] std::optional<QByteArray> readData(const QString& key) const;
-    /// Stores the bytes; an existing item is updated in place.
+    /// Stores the bytes: items of this service and key are updated in place
+    /// (not removed and added again); without one, an item is added to the
+    /// default collection.
     void writeData(const QByteArray& value, const QString& key) const;
     /// Removes the item of this service; removing an absent item succeeds.
     void removeItem(const QString& key) const;

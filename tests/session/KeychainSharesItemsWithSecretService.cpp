@@ -102,6 +102,21 @@ private Q_SLOTS:
                  std::optional<QString>(QStringLiteral("second")));
     }
 
+    // Another program may have left a second item that also matches.
+    void writeUpdatesEveryMatchingItem() {
+        const auto attributes = itemAttributes(service(), QStringLiteral("key"));
+        QVERIFY(secret_tool::store(attributes, "plain"));
+        QVERIFY(secret_tool::store(attributes + QStringList{"extra", "x"}, "extended"));
+        QCOMPARE(secret_tool::itemPaths(attributes).size(), 2);
+
+        Keychain(service()).writeString(QStringLiteral("new"), QStringLiteral("key"));
+
+        QCOMPARE(secret_tool::itemPaths(attributes).size(), 2);
+        QCOMPARE(secret_tool::lookup(attributes).output, QByteArray("new"));
+        QCOMPARE(secret_tool::lookup(attributes + QStringList{"extra", "x"}).output,
+                 QByteArray("new"));
+    }
+
     void keysAndServicesDoNotMix() {
         const Keychain first(service());
         const Keychain other(service() + QStringLiteral(".other"));
