@@ -1,0 +1,89 @@
+#include "ui/ColorHex.h"
+
+#include <QTest>
+
+using corvina::colorFromHex;
+using corvina::hexFromColor;
+
+// Hexadecimal colours as the "iconColor" user default holds them.
+class ColorHexConversionTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void colorFromHexReadsByCharacterCount_data() {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<int>("red");
+        QTest::addColumn<int>("green");
+        QTest::addColumn<int>("blue");
+        QTest::addColumn<int>("alpha");
+
+        QTest::newRow("six digits") << "5856D6" << 0x58 << 0x56 << 0xD6 << 255;
+        QTest::newRow("lower case") << "ff8000" << 255 << 128 << 0 << 255;
+        QTest::newRow("eight digits are alpha first") << "80FF0000" << 255 << 0 << 0 << 0x80;
+        QTest::newRow("three digits times 17") << "0f8" << 0 << 255 << 136 << 255;
+        QTest::newRow("trimmed before counting") << " 00f \n" << 0 << 0 << 255 << 255;
+        QTest::newRow("0x prefix counts as characters") << "0x00FF00" << 0 << 255 << 0 << 0;
+        // "#" stops the scan at once: 0 read, and seven characters fall to
+        // the last row.
+        QTest::newRow("seven with number sign") << "#5856D6" << 1 << 1 << 0 << 1;
+        // Six characters with a number sign: the six-digit row over a scan of 0.
+        QTest::newRow("number sign in six") << "#58D6F" << 0 << 0 << 0 << 255;
+        QTest::newRow("empty") << "" << 1 << 1 << 0 << 1;
+        QTest::newRow("four digits") << "1234" << 1 << 1 << 0 << 1;
+        // What is not hexadecimal still counts: the scan reads "12" only.
+        QTest::newRow("six with letters after") << "12zzzz" << 0 << 0 << 0x12 << 255;
+        // One character as the user sees it: e + combining acute is one.
+        QTest::newRow("grapheme clusters")
+            << QString::fromUtf8("12e\u0301") << 17 << 34 << 238 << 255;
+        QTest::newRow("overlong digits saturate") << "FFFFFFFFFFFFFFFFFFFF" << 1 << 1 << 0 << 1;
+    }
+
+    void colorFromHexReadsByCharacterCount() {
+        QFETCH(QString, text);
+        QFETCH(int, red);
+        QFETCH(int, green);
+        QFETCH(int, blue);
+        QFETCH(int, alpha);
+
+        const QColor color = colorFromHex(text);
+        QVERIFY(color.isValid());
+        QCOMPARE(qRound(color.redF() * 255), red);
+        QCOMPARE(qRound(color.greenF() * 255), green);
+        QCOMPARE(qRound(color.blueF() * 255), blue);
+        QCOMPARE(qRound(color.alphaF() * 255), alpha);
+    }
+
+    void hexFromColorWritesAlphaLast_data() {
+        QTest::addColumn<QColor>("color");
+        QTest::addColumn<QString>("hex");
+
+        QTest::newRow("opaque") << QColor(0x58, 0x56, 0xD6) << "5856D6";
+        QTest::newRow("black") << QColor(Qt::black) << "000000";
+        QTest::newRow("translucent") << QColor(0xFF, 0x00, 0x00, 0x80) << "FF000080";
+        QTest::newRow("rounded to nearest") << QColor::fromRgbF(0.5f, 0.25f, 0.998f) << "8040FE";
+        QTest::newRow("no components") << QColor() << "5856D6";
+        QTest::newRow("from another colour model") << QColor::fromHsv(0, 255, 255) << "FF0000";
+    }
+
+    void hexFromColorWritesAlphaLast() {
+        QFETCH(QColor, color);
+        QFETCH(QString, hex);
+        QCOMPARE(hexFromColor(color), hex);
+    }
+
+    void onlyOpaqueColoursSurviveARoundTrip() {
+        const QColor opaque(0x12, 0x34, 0x56);
+        QCOMPARE(colorFromHex(hexFromColor(opaque)).rgba(), opaque.rgba());
+
+        // Written red, green, blue, alpha; read back alpha, red, green, blue.
+        const QColor translucent(0x11, 0x22, 0x33, 0x44);
+        const QColor back = colorFromHex(hexFromColor(translucent));
+        QCOMPARE(back.alpha(), 0x11);
+        QCOMPARE(back.red(), 0x22);
+        QCOMPARE(back.green(), 0x33);
+        QCOMPARE(back.blue(), 0x44);
+    }
+};
+
+QTEST_GUILESS_MAIN(ColorHexConversionTest)
+#include "ColorHexConversionTest.moc"
