@@ -15,6 +15,7 @@
 #include <QTest>
 #include <QWindow>
 
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <functional>
@@ -192,6 +193,29 @@ private Q_SLOTS:
         QCOMPARE(locked.count(), 2);
         QVERIFY(!session.monitor.isAuthenticated());
         QVERIFY(isIdle(session.monitor));
+    }
+
+    // Intervals set through the property that no timer can hold: the longest
+    // timer instead, or an immediate time-out for none at all.
+    void intervalsBeyondTheTimersRange_data() {
+        QTest::addColumn<double>("interval");
+        QTest::addColumn<bool>("timesOut");
+        QTest::newRow("huge") << 1e12 << false;
+        QTest::newRow("negative") << -1.0 << true;
+        QTest::newRow("not a number") << std::nan("") << true;
+    }
+    void intervalsBeyondTheTimersRange() {
+        QFETCH(double, interval);
+        QFETCH(bool, timesOut);
+        Session session(true, interval);
+        session.state.setIsAuthenticated(true);
+        if (timesOut) {
+            QTRY_COMPARE_WITH_TIMEOUT(session.timeouts, 1, 1000);
+        } else {
+            QVERIFY(session.monitor.inactivityTimer()->remainingTime() > 2'000'000'000);
+            QTest::qWait(100);
+            QCOMPARE(session.timeouts, 0);
+        }
     }
 
     void activityStartsTheTimeOver_data() {
