@@ -184,6 +184,14 @@ EncryptionResult createArchive(const QString& source, const QString& destination
 
 constexpr std::array<uint8_t, 4> zipSignature{0x50, 0x4B, 0x03, 0x04};
 
+/// Link targets are read whole; no system takes one this long (Linux stops
+/// at 4096 bytes), so a longer size field is damage and is not read.
+constexpr uint32_t longestLinkTarget = 65536;
+
+bool hasAbsurdLinkTarget(const zip::Entry& entry) {
+    return entry.localFileHeader.compressedSize > longestLinkTarget;
+}
+
 /// A backup decrypted into an unpublished file, or the failure to report.
 struct Decryption {
     std::unique_ptr<UnpublishedFile> plaintext;
@@ -292,6 +300,14 @@ void restoreSymbolicLink(zip::Archive& archive, const zip::Entry& entry, zip::Ex
     diagnosticLog(QStringLiteral("Восстановление символической ссылки: ") + entryPath);
     root.createDirectories(parentOf(relativePath));
 
+    if (hasAbsurdLinkTarget(entry)) {
+        // What the system call would say after reading the whole target.
+        diagnosticLog(QStringLiteral("Ошибка создания символической ссылки: ") +
+                      SystemError(ENAMETOOLONG,
+                                  toPath(pathText(root.path()) + QLatin1Char('/') + relativePath))
+                          .localizedDescription());
+        return;
+    }
     const std::optional<QString> target = readLinkTarget(archive, entry);
     if (!target) {
         diagnosticLog(
@@ -383,8 +399,20 @@ void replaceContents(const fs::path& target, const fs::path& temporaryFolder) {
     }
     for (const fs::path& item : directoryContents(temporaryFolder)) {
         const fs::path destination = target / item.filename();
-        if (::renameat2(AT_FDCWD, item.c_str(), AT_FDCWD, destination.c_str(), RENAME_NOREPLACE) !=
+        // A move never replaces an item. File systems without
+        // RENAME_NOREPLACE answer EINVAL; there the test is made beforehand.
+        if (::renameat2(AT_FDCWD, item.c_str(), AT_FDCWD, destination.c_str(), RENAME_NOREPLACE) ==
             0) {
+            continue;
+        }
+        if (errno != EINVAL) {
+            throw SystemError(errno, destination);
+        }
+        struct stat existing {};
+        if (::lstat(destination.c_str(), &existing) == 0) {
+            throw SystemError(EEXIST, destination);
+        }
+        if (::rename(item.c_str(), destination.c_str()) != 0) {
             throw SystemError(errno, destination);
         }
     }
@@ -492,6 +520,10 @@ VerificationReport verifyArchive(const QString& backupFile, const QString& passw
             }
             uint64_t delivered = 0;
             bool sound = false;
+            if (entry.entryType() == zip::EntryType::symlink && hasAbsurdLinkTarget(entry)) {
+                report.firstDamagedEntry = report.firstDamagedEntry.value_or(entry.entryPath());
+                continue;
+            }
             try {
                 const uint32_t checksum = archive.readEntry(
                     entry, zip::defaultChunkSize, false, nullptr,

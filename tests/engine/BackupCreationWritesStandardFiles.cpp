@@ -173,8 +173,12 @@ private Q_SLOTS:
             QCOMPARE(result,
                      EncryptionResult::failure(FinderCommentError::commentTooLong(*stored)));
             QCOMPARE(m_log.last(), QStringLiteral("Комментарий слишком длинный и был обрезан."));
-            // The clean-up is skipped: the plain ZIP stays beside the backup.
+            // The clean-up is skipped: the plain ZIP stays beside the backup,
+            // readable by its owner only.
             QCOMPARE(temporary.size(), 1);
+            QCOMPARE(
+                QFileInfo(work.filePath(QStringLiteral("out/")) + temporary.first()).permissions(),
+                QFile::ReadOwner | QFile::WriteOwner | QFile::ReadUser | QFile::WriteUser);
         } else {
             QCOMPARE(result, EncryptionResult::success());
             QVERIFY(temporary.isEmpty());

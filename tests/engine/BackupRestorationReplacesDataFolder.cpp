@@ -291,6 +291,9 @@ private Q_SLOTS:
         QCOMPARE(temporaryZip == "earlier run", !unpackingLeftovers);
         if (unpackingLeftovers) {
             QVERIFY(m_log.last().startsWith(QStringLiteral("Ошибка распаковки архива: ")));
+            // The plaintext left behind is readable by its owner only.
+            QCOMPARE(QFileInfo(container + QStringLiteral("/.decryptedArchive.zip")).permissions(),
+                     QFile::ReadOwner | QFile::WriteOwner | QFile::ReadUser | QFile::WriteUser);
         }
     }
 
@@ -362,6 +365,32 @@ private Q_SLOTS:
             }
         }
         QCOMPARE(restored, expected);
+    }
+
+    // A link entry whose size field claims gigabytes is damage: the link is
+    // skipped as one too long to make, without reading the claimed bytes.
+    void absurdLinkSizeIsSkippedUnread() {
+        QTemporaryDir work;
+        const QString zip = work.filePath(QStringLiteral("crafted.zip"));
+        QVERIFY(runProgram(python(),
+                           {scripts + QStringLiteral("/craft_zip.py"), QStringLiteral("entries"),
+                            zip, QStringLiteral("Data/a=1"), QStringLiteral("Data/l->a")}));
+        QByteArray bytes = readAll(zip);
+        const qsizetype header = bytes.indexOf(QByteArray("PK\x03\x04", 4), 1);
+        QCOMPARE(bytes.mid(header + 30, 6), QByteArray("Data/l"));
+        bytes.replace(header + 18, 4, QByteArray("\xf0\xff\xff\xff", 4));
+        const QString backup = encryptedBytes(work.path(), bytes);
+        const QString container = work.filePath(QStringLiteral("c"));
+        QDir().mkpath(container);
+
+        QCOMPARE(restore(backup, container), EncryptionResult::success());
+        QCOMPARE(snapshot(container + QStringLiteral("/Data")).keys(),
+                 QStringList{QStringLiteral("a")});
+        QCOMPARE(m_log.filter(QStringLiteral("Ошибка создания символической ссылки: ")).size(), 1);
+        const VerificationReport report = EncryptionService::shared()
+                                              .verifyEncryptedArchive(backup, QStringLiteral("pw"))
+                                              .result();
+        QCOMPARE(report.firstDamagedEntry, std::optional<QString>(QStringLiteral("Data/l")));
     }
 
     void verifyWalksEveryEntry() {
