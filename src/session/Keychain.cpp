@@ -11,6 +11,9 @@
 
 #include <cstdio>
 #include <functional>
+#include <memory>
+#include <optional>
+#include <utility>
 
 namespace corvina {
 namespace {
