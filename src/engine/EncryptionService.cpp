@@ -289,8 +289,8 @@ std::optional<QString> readLinkTarget(zip::Archive& archive, const zip::Entry& e
 }
 
 /// Links are made at the percent-escaped form of their full path (characters
-/// outside the URL path set escaped), a behaviour kept from the original
-/// program: a path with a space or a non-ASCII letter normally ends up in a
+/// outside the URL path set escaped), as every version of this program has
+/// done: a path with a space or a non-ASCII letter normally ends up in a
 /// folder that does not exist, and the link is skipped. The escaped path is
 /// only ever used beneath the temporary folder; one that leaves it counts as
 /// a failed link.

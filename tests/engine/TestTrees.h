@@ -1,18 +1,14 @@
 #pragma once
-// Helpers shared by the engine and tool tests: building small data trees,
-// taking exact snapshots of folders, running outside programs, mounting
-// scratch file systems.
+// Helpers of the engine and tool tests: files, exact folder snapshots,
+// outside programs, openssl, scratch mounts.
 
 #include "engine/Cipher.h"
 
-#include <QByteArray>
 #include <QDebug>
 #include <QDir>
 #include <QFile>
 #include <QMap>
 #include <QProcess>
-#include <QString>
-#include <QStringList>
 
 #include <sys/mount.h>
 #include <sys/stat.h>
@@ -35,17 +31,11 @@ inline bool writeFile(const QString& path, const QByteArray& bytes) {
     return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
 }
 
-/// Sets the modification time of an item without following a link.
-inline void setModificationTime(const QString& path, time_t seconds) {
-    const struct timeval times[2] = {{seconds, 0}, {seconds, 0}};
-    lutimes(QFile::encodeName(path).constData(), times);
-}
-
-/// One item of a snapshot: everything a restore must bring back.
+/// Everything a restore must bring back of one item.
 struct Item {
-    char type = '?'; // f file, d directory, l link, o other
+    char type = '?'; // f file, d folder, l link, o other
     mode_t mode = 0;
-    time_t mtime = 0;
+    time_t mtime = 0;   // 0 for folders
     QByteArray content; // file content or link target
     friend bool operator==(const Item&, const Item&) = default;
 };
@@ -55,45 +45,41 @@ inline QDebug operator<<(QDebug debug, const Item& item) {
                  << item.content.left(40);
 }
 
-/// Every item below `root` (not `root` itself) by relative path.
+/// Every item below `root` by relative path.
 inline QMap<QString, Item> snapshot(const QString& root) {
     QMap<QString, Item> items;
-    const std::function<void(const QString&)> walk = [&](const QString& relative) {
-        const QDir dir(relative.isEmpty() ? root : root + QLatin1Char('/') + relative);
-        const QStringList names =
-            dir.entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
-        for (const QString& name : names) {
-            const QString rel = relative.isEmpty() ? name : relative + QLatin1Char('/') + name;
-            const QString path = root + QLatin1Char('/') + rel;
+    const std::function<void(const QString&)> walk = [&](const QString& prefix) {
+        for (const QString& name : QDir(root + prefix)
+                                       .entryList(QDir::AllEntries | QDir::Hidden | QDir::System |
+                                                  QDir::NoDotAndDotDot)) {
+            const QString relative = prefix + QLatin1Char('/') + name;
+            const QByteArray path = QFile::encodeName(root + relative);
             struct stat status {};
-            lstat(QFile::encodeName(path).constData(), &status);
-            Item item;
-            item.mode = status.st_mode & 07777;
-            item.mtime = status.st_mtime;
+            lstat(path.constData(), &status);
+            Item item{'o', static_cast<mode_t>(status.st_mode & 07777), status.st_mtime, {}};
             if (S_ISDIR(status.st_mode)) {
-                item.type = 'd';
-                item.mtime = 0;
-                items.insert(rel, item);
-                walk(rel);
-                continue;
-            }
-            if (S_ISLNK(status.st_mode)) {
-                item.type = 'l';
-                item.mode = 0;
-                char buffer[4096];
-                const ssize_t size =
-                    readlink(QFile::encodeName(path).constData(), buffer, sizeof buffer);
-                item.content = QByteArray(buffer, size < 0 ? 0 : size);
+                item = Item{'d', item.mode, 0, {}};
+                walk(relative);
+            } else if (S_ISLNK(status.st_mode)) {
+                char target[4096];
+                const ssize_t size = readlink(path.constData(), target, sizeof target);
+                item = Item{'l', 0, item.mtime, QByteArray(target, size < 0 ? 0 : size)};
             } else if (S_ISREG(status.st_mode)) {
                 item.type = 'f';
-                item.content = readAll(path);
-            } else {
-                item.type = 'o';
+                item.content = readAll(root + relative);
             }
-            items.insert(rel, item);
+            items.insert(relative.mid(1), item);
         }
     };
     walk(QString());
+    return items;
+}
+
+/// A snapshot with the times left out.
+inline QMap<QString, Item> withoutTimes(QMap<QString, Item> items) {
+    for (Item& item : items) {
+        item.mtime = 0;
+    }
     return items;
 }
 
@@ -106,74 +92,50 @@ inline QString python() {
 
 /// Runs a program; its standard output, or nothing when it fails.
 inline std::optional<QByteArray> runProgram(const QString& program, const QStringList& arguments,
-                                            const QByteArray& input = {},
                                             const QString& workingDirectory = {}) {
     QProcess process;
-    if (!workingDirectory.isEmpty()) {
-        process.setWorkingDirectory(workingDirectory);
-    }
+    process.setWorkingDirectory(workingDirectory);
     process.start(program, arguments);
-    process.write(input);
-    process.closeWriteChannel();
     if (!process.waitForFinished(120000) || process.exitStatus() != QProcess::NormalExit ||
         process.exitCode() != 0) {
-        qWarning().noquote() << program << arguments.join(u' ')
-                             << "failed:" << process.readAllStandardError();
+        qWarning().noquote() << program << arguments << process.readAllStandardError();
         return std::nullopt;
     }
     return process.readAllStandardOutput();
 }
 
-inline QString keyHex(const QString& password) {
+inline QByteArray keyHex(const QString& password) {
     const ArchiveKey key = deriveArchiveKey(password);
-    return QString::fromLatin1(
-        QByteArray(reinterpret_cast<const char*>(key.data()), ArchiveKey::size()).toHex());
+    return QByteArray(reinterpret_cast<const char*>(key.data()), ArchiveKey::size()).toHex();
 }
 
-inline QStringList opensslArguments(const QString& password, bool decrypt) {
-    QStringList arguments{
-        QStringLiteral("enc"), QStringLiteral("-aes-256-cbc"),
-        QStringLiteral("-K"),  keyHex(password),
-        QStringLiteral("-iv"), QString::fromLatin1(QByteArray(archiveIv).toHex())};
-    if (decrypt) {
-        arguments.insert(1, QStringLiteral("-d"));
-    }
-    return arguments;
-}
-
-/// Decrypts a backup with the openssl command-line tool.
-inline std::optional<QByteArray> opensslDecrypt(const QString& backup, const QString& password) {
-    return runProgram(QStringLiteral("openssl"), opensslArguments(password, true)
-                                                     << QStringLiteral("-in") << backup);
-}
-
-/// Encrypts a file as a backup with the openssl command-line tool.
-inline bool opensslEncrypt(const QString& zip, const QString& backup, const QString& password) {
-    return runProgram(QStringLiteral("openssl"), opensslArguments(password, false)
-                                                     << QStringLiteral("-in") << zip
-                                                     << QStringLiteral("-out") << backup)
+/// openssl enc with the archive key and IV, from one file into another.
+inline bool openssl(bool decrypt, const QString& in, const QString& out, const QString& password) {
+    return runProgram(QStringLiteral("openssl"),
+                      {QStringLiteral("enc"), decrypt ? QStringLiteral("-d") : QStringLiteral("-e"),
+                       QStringLiteral("-aes-256-cbc"), QStringLiteral("-K"),
+                       QString::fromLatin1(keyHex(password)), QStringLiteral("-iv"),
+                       QString::fromLatin1(QByteArray(archiveIv).toHex()), QStringLiteral("-in"),
+                       in, QStringLiteral("-out"), out})
         .has_value();
 }
 
-/// A file system mounted on an existing folder for the lifetime of the object.
+/// A file system mounted on an existing folder while the object lives.
 class ScopedMount {
 public:
     ScopedMount(const QString& folder, const char* type, const char* options = nullptr)
-        : m_folder(QFile::encodeName(folder)) {
-        m_mounted = mount(type, m_folder.constData(), type, 0, options) == 0;
-    }
+        : m_folder(QFile::encodeName(folder))
+        , m_mounted(mount(type, m_folder.constData(), type, 0, options) == 0) {}
     ~ScopedMount() {
         if (m_mounted) {
             umount2(m_folder.constData(), MNT_DETACH);
         }
     }
-    ScopedMount(const ScopedMount&) = delete;
-    ScopedMount& operator=(const ScopedMount&) = delete;
     [[nodiscard]] bool isMounted() const { return m_mounted; }
 
 private:
     QByteArray m_folder;
-    bool m_mounted = false;
+    bool m_mounted;
 };
 
 } // namespace corvina::testing

@@ -1,12 +1,9 @@
 #!/usr/bin/env python3
-"""Writes ZIP archives for the restore tests with Python's zipfile.
+"""ZIP archives for the restore tests, written by Python's zipfile.
 
-    craft_zip.py entries OUT SPEC...   one entry per SPEC, in order:
-                                       "path=content" a file, "path->target" a
-                                       symbolic link, "path/" a directory
-    craft_zip.py tree OUT FOLDER       every item below FOLDER's parent that is
-                                       in FOLDER, deflated, with data
-                                       descriptors and one ZIP64 entry
+craft_zip.py entries OUT ENTRY... "path=content" file, "path->target" link, "path/" folder
+craft_zip.py tree OUT FOLDER      FOLDER with its name, deflated, streamed (data
+                                  descriptors), plus one entry with a ZIP64 extra field
 """
 import os
 import stat
@@ -14,58 +11,37 @@ import sys
 import zipfile
 
 
-def link_info(name, mode=0o777):
+def link(name):
     info = zipfile.ZipInfo(name)
     info.create_system = 3
-    info.external_attr = (stat.S_IFLNK | mode) << 16
+    info.external_attr = (stat.S_IFLNK | 0o777) << 16
     return info
 
 
 class Unseekable:
-    """A stream without tell/seek: zipfile then writes data descriptors."""
-
     def __init__(self, raw):
-        self.raw = raw
-
-    def write(self, data):
-        return self.raw.write(data)
-
-    def flush(self):
-        self.raw.flush()
+        self.write, self.flush = raw.write, raw.flush
 
 
-def entries(out, specs):
+mode, out, rest = sys.argv[1], sys.argv[2], sys.argv[3:]
+if mode == "entries":
     with zipfile.ZipFile(out, "w") as archive:
-        for spec in specs:
-            if "->" in spec:
-                name, target = spec.split("->", 1)
-                archive.writestr(link_info(name), target)
-            elif spec.endswith("/"):
-                archive.writestr(zipfile.ZipInfo(spec), b"")
+        for entry in rest:
+            if "->" in entry:
+                archive.writestr(link(entry.split("->")[0]), entry.split("->", 1)[1])
+            elif entry.endswith("/"):
+                archive.writestr(zipfile.ZipInfo(entry), b"")
             else:
-                name, content = spec.split("=", 1)
-                archive.writestr(name, content)
-
-
-def tree(out, folder):
-    parent = os.path.dirname(os.path.abspath(folder))
-    with open(out, "wb") as raw:
-        with zipfile.ZipFile(Unseekable(raw), "w", compression=zipfile.ZIP_DEFLATED) as archive:
-            for root, dirs, files in os.walk(folder):
-                for name in sorted(dirs) + sorted(files):
-                    path = os.path.join(root, name)
-                    arcname = os.path.relpath(path, parent)
-                    if os.path.islink(path):
-                        archive.writestr(link_info(arcname), os.readlink(path))
-                    else:
-                        archive.write(path, arcname)
-            with archive.open("Data/zip64.txt", "w", force_zip64=True) as entry:
-                entry.write(b"ZIP64 extra field\n" * 100)
-
-
-if __name__ == "__main__":
-    mode, out = sys.argv[1], sys.argv[2]
-    if mode == "entries":
-        entries(out, sys.argv[3:])
-    else:
-        tree(out, sys.argv[3])
+                archive.writestr(*entry.split("=", 1))
+else:
+    parent = os.path.dirname(rest[0])
+    with open(out, "wb") as raw, zipfile.ZipFile(Unseekable(raw), "w", zipfile.ZIP_DEFLATED) as archive:
+        for root, dirs, files in os.walk(rest[0]):
+            for path in (os.path.join(root, name) for name in dirs + files):
+                name = os.path.relpath(path, parent)
+                if os.path.islink(path):
+                    archive.writestr(link(name), os.readlink(path))
+                else:
+                    archive.write(path, name)
+        with archive.open("Data/zip64.txt", "w", force_zip64=True) as entry:
+            entry.write(b"ZIP64 extra field\n" * 100)
