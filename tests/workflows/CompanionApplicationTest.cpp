@@ -1,24 +1,23 @@
-#include "workflows/CompanionApplication.h"
-#include "workflows/ActionHost.h"
+#include "WorkflowTestSupport.h"
 
-#include <QDir>
-#include <QFile>
+#include "workflows/ActionHost.h"
+#include "workflows/CompanionApplication.h"
+
 #include <QProcess>
 #include <QSignalSpy>
-#include <QTemporaryDir>
-#include <QTest>
 
 #include <memory>
 
 using namespace corvina;
+using namespace corvina::testing;
 
 namespace {
 
 const QString companionId = QStringLiteral("de.halvorn");
 
-// A stand-in for the companion application: a process that carries the
-// application's Flatpak ID in its environment, as Flatpak sets it.
-std::unique_ptr<QProcess> startStandIn(const QString& flatpakId) {
+// A stand-in for the companion application: a process with the application's
+// Flatpak ID in its environment, as Flatpak sets it.
+std::unique_ptr<QProcess> startStandIn(const QString& flatpakId = companionId) {
     auto process = std::make_unique<QProcess>();
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(QStringLiteral("FLATPAK_ID"), flatpakId);
@@ -28,55 +27,35 @@ std::unique_ptr<QProcess> startStandIn(const QString& flatpakId) {
     return process;
 }
 
-void writeFile(const QString& path, const QByteArray& content) {
-    QVERIFY(QDir().mkpath(QFileInfo(path).absolutePath()));
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write(content);
-}
-
 } // namespace
 
 class CompanionApplicationTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase();
+    void initTestCase() { QVERIFY(qEnvironmentVariableIsEmpty("FLATPAK_ID")); }
     void applicationIdComesFromUnitName_data();
     void applicationIdComesFromUnitName();
     void unitCgroupIdentifiesApplication();
-    void standInIsFoundAndKilled();
-    void otherApplicationsAreNotTaken();
-    void firstOfTwoCopiesIsTaken();
-    void restoreWithoutCompanionStartsAtOnce_data();
-    void restoreWithoutCompanionStartsAtOnce();
-    void createNeverLooksForCompanion();
-    void cancelledCloseAlertStartsNothing();
-    void confirmedCloseAlertKillsAndStartsOneSecondLater();
-    void closeViewResetsButtonAndKeepsTrigger();
+    void firstMatchingStandInIsFoundAndKilled();
+    void actionStartFollowsCompanionState_data();
+    void actionStartFollowsCompanionState();
 };
-
-void CompanionApplicationTest::initTestCase() {
-    // The test itself must not look like the companion application.
-    QVERIFY(qEnvironmentVariableIsEmpty("FLATPAK_ID"));
-}
 
 void CompanionApplicationTest::applicationIdComesFromUnitName_data() {
     QTest::addColumn<QString>("unit");
     QTest::addColumn<QString>("expected");
     QTest::newRow("launcher scope") << "app-gnome-de.halvorn-4711.scope" << companionId;
     QTest::newRow("flatpak scope") << "app-flatpak-de.halvorn-123456.scope" << companionId;
-    QTest::newRow("scope without launcher") << "app-de.halvorn-1.scope" << companionId;
-    QTest::newRow("service with instance") << "app-kde-de.halvorn@a1b2c3.service" << companionId;
-    QTest::newRow("service without instance") << "app-gnome-de.halvorn.service" << companionId;
-    QTest::newRow("escaped dash in id") << "app-gnome-org.example\\x2dtool-7.scope"
-                                        << "org.example-tool";
-    QTest::newRow("other application") << "app-gnome-de.halvornX-5.scope"
-                                       << "de.halvornX";
-    QTest::newRow("not an app unit") << "session-2.scope" << QString();
+    QTest::newRow("no launcher") << "app-de.halvorn-1.scope" << companionId;
+    QTest::newRow("service instance") << "app-kde-de.halvorn@a1b2.service" << companionId;
+    QTest::newRow("escaped dash") << "app-gnome-org.x\\x2dtool-7.scope"
+                                  << "org.x-tool";
+    QTest::newRow("longer id") << "app-gnome-de.halvornX-5.scope"
+                               << "de.halvornX";
+    QTest::newRow("session scope") << "session-2.scope" << QString();
     QTest::newRow("slice") << "app.slice" << QString();
-    QTest::newRow("scope without instance") << "app-.scope" << QString();
-    QTest::newRow("plain service") << "dbus.service" << QString();
+    QTest::newRow("no instance") << "app-.scope" << QString();
 }
 
 void CompanionApplicationTest::applicationIdComesFromUnitName() {
@@ -85,137 +64,88 @@ void CompanionApplicationTest::applicationIdComesFromUnitName() {
     QCOMPARE(applicationIdFromUnitName(unit).value_or(QString()), expected);
 }
 
-// A process tree laid out like /proc: the cgroup line names the unit, also
-// when the process sits in a subgroup of it; a process outside any app unit is
-// not an application.
+// A tree laid out like /proc: the cgroup line names the unit, also for a
+// process in a subgroup of it; a process outside any app unit is none.
 void CompanionApplicationTest::unitCgroupIdentifiesApplication() {
     QTemporaryDir proc;
-    const QString unitPath = QStringLiteral(
-        "user.slice/user-1000.slice/user@1000.service/app.slice/app-gnome-de.halvorn-42.scope");
-    writeFile(proc.filePath("300/cgroup"), "0::/" + unitPath.toUtf8() + "/sub\n");
-    writeFile(proc.filePath("300/environ"), QByteArray("HOME=/x\0", 8));
+    const QByteArray unit =
+        "user.slice/user-1000.slice/user@1000.service/app.slice/app-gnome-de.halvorn-42.scope";
+    writeFile(proc.filePath("300/cgroup"), "0::/" + unit + "/sub\n");
     writeFile(proc.filePath("20/cgroup"), "0::/user.slice/user-1000.slice/session-2.scope\n");
-    writeFile(proc.filePath("20/environ"), QByteArray("PATH=/bin\0", 10));
-    writeFile(proc.filePath("self-not-a-pid/cgroup"), "0::/app-gnome-de.halvorn-1.scope\n");
+    writeFile(proc.filePath("not-a-pid/cgroup"), "0::/app-gnome-de.halvorn-1.scope\n");
 
     const QList<RunningApplication> applications = runningApplications(proc.path());
     QCOMPARE(applications.size(), 1);
     QCOMPARE(applications[0].pid, 300);
     QCOMPARE(applications[0].bundleIdentifier, companionId);
-    QCOMPARE(applications[0].unitCgroup, unitPath);
+    QCOMPARE(applications[0].unitCgroup, QString::fromUtf8(unit));
 }
 
-void CompanionApplicationTest::standInIsFoundAndKilled() {
-    std::unique_ptr<QProcess> standIn = startStandIn(companionId);
+void CompanionApplicationTest::firstMatchingStandInIsFoundAndKilled() {
+    auto other = startStandIn(QStringLiteral("de.halvorn.Helper"));
+    auto first = startStandIn();
+    auto second = startStandIn();
+    if (second->processId() < first->processId()) {
+        std::swap(first, second);
+    }
     const std::optional<RunningApplication> found = findRunningApplication(companionId);
     QVERIFY(found);
-    QCOMPARE(found->pid, standIn->processId());
+    QCOMPARE(found->pid, first->processId());
 
     forceTerminate(*found);
-    QVERIFY(standIn->waitForFinished(5000));
-    QCOMPARE(standIn->exitStatus(), QProcess::CrashExit);
-    QVERIFY(!findRunningApplication(companionId));
+    QVERIFY(first->waitForFinished(5000));
+    QCOMPARE(first->exitStatus(), QProcess::CrashExit);
+    QCOMPARE(second->state(), QProcess::Running);
+    QCOMPARE(other->state(), QProcess::Running);
 }
 
-void CompanionApplicationTest::otherApplicationsAreNotTaken() {
-    std::unique_ptr<QProcess> other = startStandIn(QStringLiteral("de.halvorn.Helper"));
-    std::unique_ptr<QProcess> prefix = startStandIn(QStringLiteral("de.halvor"));
-    QVERIFY(!findRunningApplication(companionId));
-}
-
-void CompanionApplicationTest::firstOfTwoCopiesIsTaken() {
-    std::unique_ptr<QProcess> first = startStandIn(companionId);
-    std::unique_ptr<QProcess> second = startStandIn(companionId);
-    const qint64 lower = std::min(first->processId(), second->processId());
-
-    const std::optional<RunningApplication> found = findRunningApplication(companionId);
-    QVERIFY(found);
-    QCOMPARE(found->pid, lower);
-    forceTerminate(*found);
-    QProcess* killed = first->processId() == lower ? first.get() : second.get();
-    QProcess* spared = killed == first.get() ? second.get() : first.get();
-    QVERIFY(killed->waitForFinished(5000));
-    QCOMPARE(spared->state(), QProcess::Running);
-}
-
-void CompanionApplicationTest::restoreWithoutCompanionStartsAtOnce_data() {
+void CompanionApplicationTest::actionStartFollowsCompanionState_data() {
     QTest::addColumn<ActionHost::Action>("action");
-    QTest::newRow("restore") << ActionHost::Action::restore;
-    QTest::newRow("delete") << ActionHost::Action::delete_;
+    QTest::addColumn<bool>("companionRuns");
+    QTest::addColumn<bool>("confirm");
+    QTest::addColumn<QString>("clause");
+    QTest::addColumn<int>("flipsAtOnce");
+    const QString restoreClause = "um die Wiederherstellung des Backups fortzusetzen?";
+    const QString deleteClause = "um die Datenlöschung fortzusetzen?";
+    using A = ActionHost::Action;
+    QTest::newRow("create, companion running") << A::create << true << false << "" << 1;
+    QTest::newRow("restore, not running") << A::restore << false << false << "" << 1;
+    QTest::newRow("restore, OK") << A::restore << true << true << restoreClause << 0;
+    QTest::newRow("delete, OK") << A::delete_ << true << true << deleteClause << 0;
+    QTest::newRow("delete, Abbrechen") << A::delete_ << true << false << deleteClause << 0;
 }
 
-void CompanionApplicationTest::restoreWithoutCompanionStartsAtOnce() {
+void CompanionApplicationTest::actionStartFollowsCompanionState() {
     QFETCH(ActionHost::Action, action);
+    QFETCH(bool, companionRuns);
+    QFETCH(bool, confirm);
+    QFETCH(QString, clause);
+    QFETCH(int, flipsAtOnce);
+    std::unique_ptr<QProcess> companion = companionRuns ? startStandIn() : nullptr;
     ActionHost host;
     QSignalSpy flips(&host, &ActionHost::performActionChanged);
+
     host.startAction(action);
-    QCOMPARE(flips.count(), 1);
-    QVERIFY(!host.hasRunningApplication());
-
-    // Only the change counts: a second action flips back.
-    host.startAction(action);
-    QCOMPARE(flips.count(), 2);
-    QCOMPARE(host.performAction(), false);
-}
-
-void CompanionApplicationTest::createNeverLooksForCompanion() {
-    std::unique_ptr<QProcess> standIn = startStandIn(companionId);
-    ActionHost host;
-    QSignalSpy flips(&host, &ActionHost::performActionChanged);
-    host.startAction(ActionHost::Action::create);
-    QCOMPARE(flips.count(), 1);
-    QVERIFY(!host.hasRunningApplication());
-    QCOMPARE(standIn->state(), QProcess::Running);
-}
-
-void CompanionApplicationTest::cancelledCloseAlertStartsNothing() {
-    std::unique_ptr<QProcess> standIn = startStandIn(companionId);
-    ActionHost host;
-    QSignalSpy flips(&host, &ActionHost::performActionChanged);
-    host.startAction(ActionHost::Action::delete_);
-    QVERIFY(host.hasRunningApplication());
-    QCOMPARE(host.closeAlertTitle(), QStringLiteral("Corvina schließen"));
+    QCOMPARE(flips.count(), flipsAtOnce);
+    QCOMPARE(host.hasRunningApplication(), flipsAtOnce == 0);
+    if (flipsAtOnce == 1) {
+        QVERIFY(!companion || companion->state() == QProcess::Running);
+        return;
+    }
     QCOMPARE(host.closeAlertMessage(),
-             QStringLiteral("Möchtest du, dass das Programm die Corvina schließt, um die "
-                            "Datenlöschung fortzusetzen?"));
-
-    host.dismissCloseAlert();
+             "Möchtest du, dass das Programm die Corvina schließt, " + clause);
+    if (confirm) {
+        host.closeCompanionApplication();
+        QVERIFY(companion->waitForFinished(5000));
+        QCOMPARE(flips.count(), 0);
+        QTRY_COMPARE_WITH_TIMEOUT(flips.count(), 1, 3000);
+    } else {
+        host.dismissCloseAlert();
+        QTest::qWait(1200);
+        QCOMPARE(flips.count(), 0);
+        QCOMPARE(companion->state(), QProcess::Running);
+    }
     QVERIFY(!host.hasRunningApplication());
-    QTest::qWait(1200);
-    QCOMPARE(flips.count(), 0);
-    QCOMPARE(standIn->state(), QProcess::Running);
-}
-
-void CompanionApplicationTest::confirmedCloseAlertKillsAndStartsOneSecondLater() {
-    std::unique_ptr<QProcess> standIn = startStandIn(companionId);
-    ActionHost host;
-    QSignalSpy flips(&host, &ActionHost::performActionChanged);
-    host.startAction(ActionHost::Action::restore);
-    QVERIFY(host.hasRunningApplication());
-    QCOMPARE(host.closeAlertMessage(),
-             QStringLiteral("Möchtest du, dass das Programm die Corvina schließt, um die "
-                            "Wiederherstellung des Backups fortzusetzen?"));
-    QCOMPARE(flips.count(), 0);
-
-    host.closeCompanionApplication();
-    QVERIFY(standIn->waitForFinished(5000));
-    QVERIFY(!host.hasRunningApplication());
-    QCOMPARE(flips.count(), 0);
-    QTRY_COMPARE_WITH_TIMEOUT(flips.count(), 1, 3000);
-    QCOMPARE(host.performAction(), true);
-}
-
-void CompanionApplicationTest::closeViewResetsButtonAndKeepsTrigger() {
-    ActionHost host;
-    host.flipPerformAction();
-    host.setIsSaveButtonDisabled(true);
-    host.setMessageText(QStringLiteral("x"));
-    QSignalSpy closed(&host, &ActionHost::closeViewRequested);
-    host.closeView();
-    QCOMPARE(closed.count(), 1);
-    QCOMPARE(host.isSaveButtonDisabled(), false);
-    QCOMPARE(host.performAction(), true);
-    QCOMPARE(host.messageText(), QStringLiteral("x"));
 }
 
 QTEST_GUILESS_MAIN(CompanionApplicationTest)

@@ -1,8 +1,8 @@
 #pragma once
 
-// Shared set-up of the controller tests: a scratch home folder (the companion
-// application's data lives below it), test-mode settings and the archive
-// password in the private keyring of the test command.
+// Set-up shared by the workflow tests: a scratch home folder (the companion
+// application's data lives below it), test-mode settings, files, and the
+// archive password in the private keyring of the test command.
 
 #include "engine/ApplicationIdentity.h"
 #include "session/KeychainService.h"
@@ -17,10 +17,9 @@
 
 namespace corvina::testing {
 
-/// Points HOME at a fresh folder for the whole test run, so that nothing
-/// below the real home is ever replaced or deleted.
-inline void useScratchHome(QTemporaryDir& home) {
-    QVERIFY(home.isValid());
+/// Points HOME at `home` for the whole run, so that nothing below the real
+/// home folder is ever replaced or deleted.
+inline void useScratchHome(const QTemporaryDir& home) {
     qputenv("HOME", QFile::encodeName(home.path()));
     QCOMPARE(QDir::homePath(), home.path());
     QStandardPaths::setTestModeEnabled(true);
@@ -39,26 +38,19 @@ inline QByteArray readFile(const QString& path) {
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
-/// Stores the archive password, or removes it for an empty text.
+/// Stores the archive password; an empty text removes it.
 inline void setArchivePassword(const QString& password) {
     const Keychain& keychain = KeychainService(zipPasswordService).keychain;
-    if (password.isEmpty()) {
-        keychain.removeItem(zipPasswordKey);
-    } else {
-        keychain.writeString(password, zipPasswordKey);
-    }
+    password.isEmpty() ? keychain.removeItem(zipPasswordKey)
+                       : keychain.writeString(password, zipPasswordKey);
 }
 
 inline void storeStorageFolder(const QString& folder) {
-    QSettings settings;
-    settings.setValue(QStringLiteral("savedPathKey"), folder);
-    settings.sync();
+    QSettings().setValue(QStringLiteral("savedPathKey"), folder);
 }
 
 inline void clearStorageFolder() {
-    QSettings settings;
-    settings.remove(QStringLiteral("savedPathKey"));
-    settings.sync();
+    QSettings().remove(QStringLiteral("savedPathKey"));
 }
 
 } // namespace corvina::testing
