@@ -47,15 +47,12 @@ void CompanionApplicationTest::applicationIdComesFromUnitName_data() {
     QTest::addColumn<QString>("expected");
     QTest::newRow("launcher scope") << "app-gnome-de.halvorn-4711.scope" << companionId;
     QTest::newRow("flatpak scope") << "app-flatpak-de.halvorn-123456.scope" << companionId;
-    QTest::newRow("no launcher") << "app-de.halvorn-1.scope" << companionId;
     QTest::newRow("service instance") << "app-kde-de.halvorn@a1b2.service" << companionId;
     QTest::newRow("escaped dash") << "app-gnome-org.x\\x2dtool-7.scope"
                                   << "org.x-tool";
     QTest::newRow("longer id") << "app-gnome-de.halvornX-5.scope"
                                << "de.halvornX";
     QTest::newRow("session scope") << "session-2.scope" << QString();
-    QTest::newRow("slice") << "app.slice" << QString();
-    QTest::newRow("no instance") << "app-.scope" << QString();
 }
 
 void CompanionApplicationTest::applicationIdComesFromUnitName() {

@@ -5,7 +5,6 @@
 #include <atomic>
 #include <functional>
 #include <memory>
-#include <sys/xattr.h>
 
 using namespace corvina;
 using namespace corvina::testing;
@@ -53,13 +52,8 @@ void FolderMonitorTest::reportsChangesOfTheEntryListOnly_data() {
     QTest::newRow("permissions changed")
         << Change([](auto f, auto) { QFile::setPermissions(f + "/file", QFileDevice::ReadOwner); })
         << 0;
-    QTest::newRow("extended attribute set") << Change([](auto f, auto) {
-        ::setxattr(QFile::encodeName(f + "/file").constData(), "user.test", "v", 1, 0);
-    }) << 0;
     QTest::newRow("file created in subfolder")
         << Change([](auto f, auto) { writeFile(f + "/sub/deep", ""); }) << 0;
-    QTest::newRow("file deleted in subfolder")
-        << Change([](auto f, auto) { QFile::remove(f + "/sub/inner"); }) << 0;
 }
 
 // After the change the marker file "zz-marker" is created. inotify keeps the
@@ -70,7 +64,7 @@ void FolderMonitorTest::reportsChangesOfTheEntryListOnly() {
     QTemporaryDir root;
     const QString folder = root.filePath("watched");
     writeFile(folder + "/file", "x");
-    writeFile(folder + "/sub/inner", "x");
+    QVERIFY(QDir().mkpath(folder + "/sub"));
     writeFile(root.filePath("outside/spare"), "x");
 
     std::atomic<int> calls = 0;
