@@ -45,7 +45,6 @@ private Q_SLOTS:
     void codePage437MatchesPublishedTable();
     void entryTypeAndPermissions_data();
     void entryTypeAndPermissions();
-    void zip64ByVersionLowByteOnly();
     void shortVariablePartParsesToNothing();
     void writtenRecordsRoundTrip_data();
     void writtenRecordsRoundTrip();
@@ -250,16 +249,6 @@ void Records::entryTypeAndPermissions() {
     entry.centralDirectoryStructure.generalPurposeBitFlag = 0x0800;
     QCOMPARE(int(entry.entryType()), type);
     QCOMPARE(int(entry.entryPermissions()), permissions);
-}
-
-void Records::zip64ByVersionLowByteOnly() {
-    CentralDirectoryStructure c = centralRecord(0x0314, 0, "x");
-    c.versionNeededToExtract = 0x032D;
-    c.uncompressedSize = 77;
-    QVERIFY(c.isZip64());
-    QCOMPARE(c.effectiveUncompressedSize(), 77ull);
-    c.versionNeededToExtract = 0x2D00 | 20;
-    QVERIFY(!c.isZip64());
 }
 
 void Records::shortVariablePartParsesToNothing() {
