@@ -89,8 +89,11 @@ public:
     /// the file. Throws DataError.unreadableFile on a read error.
     std::vector<uint8_t> readFileChunk(std::size_t count);
 
-    /// Adds one entry from a chunk source (see the class comment of the
-    /// writing rules in Archive.cpp). `entryPath` is UTF-8 bytes. Throws.
+    /// Adds one entry from a chunk source: rereads the central directory,
+    /// writes the local header and data where it stood, then the directory
+    /// and end records again. `entryPath` is UTF-8 bytes. Only a cancelled
+    /// add is rolled back; after any other failure the archive must not be
+    /// written to again. Throws.
     void appendEntry(const std::string& entryPath, EntryType type, int64_t uncompressedSize,
                      double modificationDate, std::optional<uint16_t> permissions,
                      CompressionMethod compressionMethod, int64_t bufferSize, Progress* progress,
