@@ -50,7 +50,7 @@ void DataDeletionTest::deletionReportsOutcomeAndClosesAfterPause() {
     QSignalSpy closed(&host, &ActionHost::closeViewRequested);
     QElapsedTimer clock;
     clock.start();
-    host.startAction(ActionHost::Action::delete_);
+    host.flipPerformAction();
     QCOMPARE(host.progressLoadText(), QStringLiteral("App wird gelöscht."));
     QTRY_COMPARE(host.messageText(), message);
     // The caption stays for the pause, then the sheet closes either way.

@@ -155,7 +155,7 @@ void RestoreBackupControllerTest::restoreReplacesDataAndClosesSheet() {
     QVERIFY(!m_host.isSaveButtonDisabled());
     QSignalSpy closed(&m_host, &ActionHost::closeViewRequested);
 
-    m_host.startAction(ActionHost::Action::restore);
+    m_host.flipPerformAction();
     QCOMPARE(m_host.progressLoadText(), QStringLiteral("Backup wird wiederherstellt."));
     QTRY_COMPARE_WITH_TIMEOUT(closed.count(), 1, 60000);
     QCOMPARE(m_host.messageText(), "Das Backup wurde erfolgreich wiederhergestellt.");
