@@ -1,9 +1,13 @@
 #include "cli/CommandLine.h"
 
+#include "session/KeychainService.h"
+
 #include <QCoreApplication>
 #include <QFile>
 
 #include <cstdio>
+
+#include <unistd.h>
 
 namespace corvina::cli {
 
@@ -41,11 +45,44 @@ QString helpText(const QCommandLineParser& parser, const QStringList& arguments)
     return text.trimmed();
 }
 
-/// Where the archive password comes from when no --password-file is given.
-std::optional<QString> defaultArchivePassword() {
-    printError(QStringLiteral("%1: no --password-file given, using the empty archive password")
-                   .arg(toolName));
-    return QString();
+/// Runs `read` with standard output sent to standard error: the keychain
+/// reports its failures on standard output, where the tool prints only its
+/// results (a script reads a backup's path from there).
+template <typename Read> auto withStdoutOnStderr(Read read) {
+    std::fflush(stdout);
+    const int saved = ::dup(STDOUT_FILENO);
+    if (saved >= 0) {
+        ::dup2(STDERR_FILENO, STDOUT_FILENO);
+    }
+    auto result = read();
+    std::fflush(stdout);
+    if (saved >= 0) {
+        ::dup2(saved, STDOUT_FILENO);
+        ::close(saved);
+    }
+    return result;
+}
+
+/// The archive password when no --password-file is given: the program's
+/// keyring item, else the empty password the program would use as well.
+QString defaultArchivePassword() {
+    const std::optional<QString> stored = withStdoutOnStderr([]() -> std::optional<QString> {
+        try {
+            return KeychainService(zipPasswordService).keychain.readString(zipPasswordKey);
+        } catch (const KeychainError& error) {
+            printError(QStringLiteral("%1: the keyring could not be read (%2), using the empty "
+                                      "archive password")
+                           .arg(toolName, error.description()));
+            return QString();
+        }
+    });
+    if (!stored) {
+        printError(QStringLiteral("%1: no archive password in the keyring, using the empty "
+                                  "archive password")
+                       .arg(toolName));
+        return QString();
+    }
+    return *stored;
 }
 
 } // namespace

@@ -60,6 +60,7 @@ std::optional<QString> archivePassword(const QCommandLineParser& parser, QString
 int runCreate(const QStringList& arguments);
 int runRestore(const QStringList& arguments);
 int runVerify(const QStringList& arguments);
+int runList(const QStringList& arguments);
 int runComment(const QStringList& arguments);
 
 } // namespace corvina::cli

@@ -5,26 +5,14 @@
 #include "engine/ApplicationIdentity.h"
 #include "engine/EncryptionService.h"
 #include "engine/FinderComment.h"
+#include "workflows/BackupListing.h"
+#include "workflows/StorageLocation.h"
 
 #include <QFileInfo>
-#include <QSettings>
-#include <QUrl>
 
 namespace corvina::cli {
 
 namespace {
-
-/// The storage folder the program stored, as a path or a file URL.
-std::optional<QString> storedStorageFolder() {
-    const QString value = QSettings().value(QStringLiteral("savedPathKey")).toString();
-    if (value.isEmpty()) {
-        return std::nullopt;
-    }
-    if (value.startsWith(QLatin1String("file:"))) {
-        return QUrl(value).toLocalFile();
-    }
-    return value;
-}
 
 QCommandLineOption valueOption(const QString& name, const QString& description,
                                const QString& valueName) {
@@ -59,7 +47,7 @@ int runCreate(const QStringList& arguments) {
                                : companionDataDirectory();
     std::optional<QString> destination = parser.isSet(QStringLiteral("dest"))
                                              ? parser.value(QStringLiteral("dest"))
-                                             : storedStorageFolder();
+                                             : storedStoragePath();
     if (!destination) {
         return usageError(parser, arguments,
                           QStringLiteral("no --dest given and no storage folder stored"));
@@ -147,6 +135,39 @@ int runVerify(const QStringList& arguments) {
         printOut(QStringLiteral("first damaged entry: ") + *verification.firstDamagedEntry);
         printError(arguments.constFirst() + QStringLiteral(": the backup is damaged"));
         return exitFailure;
+    }
+    return exitSuccess;
+}
+
+int runList(const QStringList& arguments) {
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral(
+        "Lists the backups of a folder as the restore screen does, newest first: each backup's "
+        "date and path, its comment indented below it."));
+    parser.addOption(valueOption(QStringLiteral("dir"),
+                                 QStringLiteral("The folder to list (default: the stored storage "
+                                                "folder)."),
+                                 QStringLiteral("dir")));
+    if (const auto done = parseArguments(parser, arguments, 0)) {
+        return *done;
+    }
+    const std::optional<QString> folder = parser.isSet(QStringLiteral("dir"))
+                                              ? parser.value(QStringLiteral("dir"))
+                                              : storedStoragePath();
+    if (!folder) {
+        return usageError(parser, arguments,
+                          QStringLiteral("no --dir given and no storage folder stored"));
+    }
+    if (!QFileInfo(*folder).isDir()) {
+        return usageError(parser, arguments, QStringLiteral("no such folder \"%1\"").arg(*folder));
+    }
+    for (const ListedBackup& backup : listBackups(*folder)) {
+        printOut(backup.row.dateText + QStringLiteral("  ") + backup.row.filePath);
+        if (backup.comment && !backup.comment->isEmpty()) {
+            for (const QString& line : backup.comment->split(u'\n')) {
+                printOut(QStringLiteral("    ") + line);
+            }
+        }
     }
     return exitSuccess;
 }

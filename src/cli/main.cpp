@@ -16,6 +16,8 @@ constexpr std::array commands{
                           corvina::cli::runRestore},
     corvina::cli::Command{"verify", "Check every entry of a backup without restoring it.",
                           corvina::cli::runVerify},
+    corvina::cli::Command{"list", "List the backups of a folder, newest first.",
+                          corvina::cli::runList},
     corvina::cli::Command{"comment", "Read or write the comment of a backup file.",
                           corvina::cli::runComment},
 };

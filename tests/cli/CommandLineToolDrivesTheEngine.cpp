@@ -1,11 +1,11 @@
 // corvina-backup as a real process: its output, its defaults, and its exit
 // codes for success, engine failures and bad use.
 #include "../engine/TestTrees.h"
+#include "../session/SecretTool.h"
 
 #include <QSettings>
 #include <QTemporaryDir>
 #include <QTest>
-#include <QUrl>
 
 using namespace corvina::testing;
 
@@ -25,9 +25,9 @@ struct Run {
 /// Runs the tool with HOME (and the settings) in `home`, `@` in arguments
 /// standing for `home`; `prefix` runs it through another program.
 Run runTool(QStringList arguments, const QString& home, const QByteArray& input = {},
-            QStringList prefix = {}) {
+            QStringList prefix = {},
+            QProcessEnvironment environment = QProcessEnvironment::systemEnvironment()) {
     QProcess process;
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(QStringLiteral("HOME"), home);
     environment.insert(QStringLiteral("XDG_CONFIG_HOME"), home + QStringLiteral("/.config"));
     process.setProcessEnvironment(environment);
@@ -46,6 +46,17 @@ Run runTool(QStringList arguments, const QString& home, const QByteArray& input 
     run.out = QString::fromUtf8(process.readAllStandardOutput());
     run.err = QString::fromUtf8(process.readAllStandardError());
     return run;
+}
+
+const QStringList zipPasswordItem{QStringLiteral("service"),
+                                  QStringLiteral("de.Corvina-Backup-Manager.ZipPassword"),
+                                  QStringLiteral("account"), QStringLiteral("zipPassword")};
+
+void writeSettings(const QString& home, const QString& key, const QString& value) {
+    QSettings(home +
+                  QStringLiteral("/.config/de.Corvina-Backup-Manager/Corvina-Backup-Manager.conf"),
+              QSettings::IniFormat)
+        .setValue(key, value);
 }
 
 } // namespace
@@ -95,33 +106,87 @@ private Q_SLOTS:
                  withoutTimes(snapshot(home.filePath(QStringLiteral("Data")))));
     }
 
-    // Without --source, --dest and --container the tool uses the companion's
-    // folders below HOME and the stored storage folder, a path or a file URL.
-    void defaultsComeFromHomeAndSettings_data() {
-        QTest::addColumn<bool>("asUrl");
-        QTest::newRow("stored path") << false;
-        QTest::newRow("stored file URL") << true;
+    // Without --source, --dest, --container and --password-file the tool
+    // uses the companion's folders below HOME, the stored storage folder and
+    // the keyring's archive password; without an item, the empty password.
+    void defaultsComeFromHomeSettingsAndKeyring_data() {
+        QTest::addColumn<QByteArray>("storedPassword");
+        QTest::newRow("password in the keyring") << QByteArray("Schlüssel aus dem Schlüsselbund");
+        QTest::newRow("no keyring item") << QByteArray();
     }
-    void defaultsComeFromHomeAndSettings() {
-        QFETCH(bool, asUrl);
+    void defaultsComeFromHomeSettingsAndKeyring() {
+        QFETCH(QByteArray, storedPassword);
+        secret_tool::clear(zipPasswordItem);
+        if (!storedPassword.isEmpty()) {
+            QVERIFY(secret_tool::store(zipPasswordItem, storedPassword));
+        }
         QTemporaryDir home;
         const QString data =
             home.filePath(QStringLiteral("Library/Containers/de.halvorn/Data/daten.txt"));
         writeFile(data, "Daten");
         const QString storage = home.filePath(QStringLiteral("Sicherungen mit Leerzeichen"));
-        QSettings(home.filePath(QStringLiteral(
-                      ".config/de.Corvina-Backup-Manager/Corvina-Backup-Manager.conf")),
-                  QSettings::IniFormat)
-            .setValue(QStringLiteral("savedPathKey"),
-                      asUrl ? QUrl::fromLocalFile(storage).toString() : storage);
+        writeSettings(home.path(), QStringLiteral("savedPathKey"), storage);
 
         const Run created = runTool({"create"}, home.path());
+        secret_tool::clear(zipPasswordItem);
         QCOMPARE(created.exitCode, 0);
-        QVERIFY(created.err.contains(QStringLiteral("empty archive password")));
+        QCOMPARE(created.err.contains(QStringLiteral("no archive password in the keyring")),
+                 storedPassword.isEmpty());
         QCOMPARE(QFileInfo(created.lastLine()).absolutePath(), storage);
+        QVERIFY(openssl(true, created.lastLine(), home.filePath(QStringLiteral("plain.zip")),
+                        QString::fromUtf8(storedPassword)));
         writeFile(data, "geändert");
-        QCOMPARE(runTool({"restore", "--backup", created.lastLine()}, home.path()).exitCode, 0);
+        QCOMPARE(runTool({"restore", "--backup", created.lastLine(), "--password-file", "-"},
+                         home.path(), storedPassword + '\n')
+                     .exitCode,
+                 0);
         QCOMPARE(readAll(data), QByteArray("Daten"));
+    }
+
+    // A script reads the backup's path from stdout even when the keyring
+    // cannot be reached: the failure goes to stderr, and the tool does not wait.
+    void keyringFailureKeepsStdoutForResults() {
+        QTemporaryDir home;
+        writeFile(home.filePath(QStringLiteral("Data/akte.txt")), "Akte");
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"),
+                           QStringLiteral("unix:path=") + home.filePath(QStringLiteral("no-bus")));
+        const Run created = runTool({"create", "--source", "@/Data", "--dest", "@/out"},
+                                    home.path(), {}, {}, environment);
+        QCOMPARE(created.exitCode, 0);
+        QVERIFY(created.err.contains(QStringLiteral("the keyring could not be read")));
+        QVERIFY(created.err.contains(QStringLiteral("OSStatus error:[")));
+        QVERIFY(!created.out.contains(QStringLiteral("OSStatus")));
+        QVERIFY(QFileInfo(created.lastLine()).isFile());
+    }
+
+    // The restore list's rule: only backup names, hidden files left out,
+    // newest first, each comment indented below its backup.
+    void listShowsBackupsNewestFirstWithComments() {
+        QTemporaryDir home;
+        const QString storage = home.filePath(QStringLiteral("Sicherungen"));
+        const QStringList names{"Backup_2024-03-01_08-05-09.halvorn",
+                                "Backup_2025-12-31_23-59-59.halvorn",
+                                ".Backup_2026-01-01_00-00-00.halvorn", "Backup_kaputt.halvorn",
+                                "Backup_2026-01-01_00-00-00.zip"};
+        for (const QString& name : names) {
+            writeFile(storage + u'/' + name, "x");
+        }
+        QCOMPARE(
+            runTool({"comment", "set", storage + u'/' + names.at(1), "Jahresende\nzweite Zeile"},
+                    home.path())
+                .exitCode,
+            0);
+        writeSettings(home.path(), QStringLiteral("savedPathKey"), storage);
+
+        const Run listed = runTool({"list"}, home.path());
+        QCOMPARE(listed.exitCode, 0);
+        QCOMPARE(listed.out, QStringLiteral("31.12.2025 23:59:59  %1/%2\n"
+                                            "    Jahresende\n"
+                                            "    zweite Zeile\n"
+                                            "01.03.2024 08:05:09  %1/%3\n")
+                                 .arg(storage, names.at(1), names.at(0)));
+        QCOMPARE(runTool({"list", "--dir", "@/leer"}, home.path()).exitCode, 2);
     }
 
     void exitCodes_data() {
