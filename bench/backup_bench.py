@@ -22,6 +22,7 @@ import random
 import shutil
 import statistics
 import subprocess
+import tempfile
 import sys
 import time
 from pathlib import Path
@@ -100,19 +101,21 @@ def folder_size(root: Path) -> int:
 
 
 def run_measured(commands, cwd=None):
-    """Runs shell commands in sequence; returns (seconds, peak RSS in KiB of any of them)."""
+    """Runs shell commands in sequence; returns (seconds, peak RSS in KiB of any of them).
+
+    Each command runs under /usr/bin/time: a child forked from this Python
+    process would start its high-water mark at Python's own size."""
     peak = 0
     start = time.perf_counter()
-    for command in commands:
-        proc = subprocess.Popen(command, shell=True, cwd=cwd,
-                                stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
-        _, status, usage = os.wait4(proc.pid, 0)
-        proc.returncode = os.waitstatus_to_exitcode(status)
-        err = proc.stderr.read().decode(errors="replace")
-        proc.stderr.close()
-        if proc.returncode != 0:
-            raise RuntimeError(f"command failed ({proc.returncode}): {command}\n{err}")
-        peak = max(peak, usage.ru_maxrss)
+    with tempfile.NamedTemporaryFile(mode="r") as report:
+        for command in commands:
+            proc = subprocess.run(["/usr/bin/time", "-f", "%M", "-o", report.name, "sh", "-c", command],
+                                  cwd=cwd, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
+            if proc.returncode != 0:
+                err = proc.stderr.decode(errors="replace")
+                raise RuntimeError(f"command failed ({proc.returncode}): {command}\n{err}")
+            report.seek(0)
+            peak = max(peak, int(report.read().split()[-1]))
     return time.perf_counter() - start, peak
 
 
