@@ -109,7 +109,7 @@ void AppDelegate::attachWindow(QQuickWindow* window) {
         return;
     }
     auto* draggable = window->findChild<DraggableWindow*>(QString(), Qt::FindDirectChildrenOnly);
-    setMainWindow(draggable ? draggable : new DraggableWindow(window));
+    setMainWindow(draggable ? draggable : new DraggableWindow(window, windowTitle));
 }
 
 void AppDelegate::setMainWindow(DraggableWindow* window) {

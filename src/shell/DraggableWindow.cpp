@@ -5,13 +5,13 @@
 
 namespace corvina {
 
-DraggableWindow::DraggableWindow(QQuickWindow* window)
+DraggableWindow::DraggableWindow(QQuickWindow* window, const QString& title)
     : QObject(window)
     , m_window(window)
-    , m_title(window->title()) {
+    , m_title(title) {
     m_shakeTimer.setInterval(shakeStepMs);
     connect(&m_shakeTimer, &QTimer::timeout, this, &DraggableWindow::shakeStep);
-    window->setTitle(QString());
+    window->setTitle(hiddenTitle);
 }
 
 DraggableWindow* DraggableWindow::find() {
@@ -38,7 +38,7 @@ void DraggableWindow::setTitleVisible(bool value) {
     }
     m_titleVisible = value;
     if (m_window) {
-        m_window->setTitle(value ? m_title : QString());
+        m_window->setTitle(value ? m_title : hiddenTitle);
     }
     Q_EMIT titleVisibleChanged();
 }

@@ -17,7 +17,8 @@ namespace corvina {
 /// Attached to a QQuickWindow as its child; `find()` gives the first window of
 /// the application that has one. The title text is set on the window only
 /// while `titleVisible`: Linux window managers draw the title themselves, so
-/// hiding it means giving them none.
+/// hiding it means giving them a blank one (an empty title would make Qt fall
+/// back on the application name).
 class DraggableWindow : public QObject {
     Q_OBJECT
     QML_ELEMENT
@@ -33,8 +34,12 @@ public:
     static constexpr int shakeStepMs = 60;
     static constexpr int shakeOffset = 10;
 
-    /// Attaches to the window (as its child) with the window's current title.
-    explicit DraggableWindow(QQuickWindow* window);
+    /// What the window manager is given while the title is hidden.
+    static inline const QString hiddenTitle = QStringLiteral(" ");
+
+    /// Attaches to the window (as its child); `title` is shown while
+    /// `titleVisible`. Starts in the locked look, with the title hidden.
+    DraggableWindow(QQuickWindow* window, const QString& title);
 
     /// The first window of the application, in the order the application
     /// lists them, that has a DraggableWindow; nullptr when none has.

@@ -35,7 +35,6 @@ Q_IMPORT_QML_PLUGIN(Corvina_ShellPlugin)
 int main(int argc, char* argv[]) {
     QGuiApplication app(argc, argv);
     corvina::applyApplicationIdentity();
-    QGuiApplication::setApplicationDisplayName(corvina::AppDelegate::windowTitle);
     QGuiApplication::setDesktopFileName(corvina::bundleIdentifier);
     corvina::registerBundledFonts();
     QQuickStyle::setStyle(QStringLiteral("Fusion"));

@@ -13,7 +13,6 @@ ApplicationWindow {
     readonly property var chrome: AppDelegate.mainWindow
     readonly property bool titlebarTransparent: chrome ? chrome.titlebarAppearsTransparent : true
 
-    title: "Corvina-Backup-Manager"
     width: 900
     height: 500 + toolBar.height
     minimumWidth: 900
@@ -92,6 +91,7 @@ ApplicationWindow {
     }
 
     WindowContent {
+        objectName: "content"
         anchors.centerIn: parent
         focus: true
         width: 900
