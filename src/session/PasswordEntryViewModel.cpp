@@ -35,7 +35,7 @@ void PasswordEntryViewModel::start() {
     m_started = true;
     // The wait ends with this object: a gate that is gone reads nothing.
     QTimer::singleShot(m_startDelay, this, [this] {
-        if (m_unlocked) {
+        if (m_isDone) {
             return;
         }
         // The watcher belongs to this object, so a gate that is gone by the
@@ -47,6 +47,10 @@ void PasswordEntryViewModel::start() {
         });
         watcher->setFuture(QtConcurrent::run(&PasswordEntryViewModel::readStoredSecrets));
     });
+}
+
+void PasswordEntryViewModel::cancel() {
+    m_isDone = true;
 }
 
 PasswordEntryViewModel::StoredSecrets PasswordEntryViewModel::readStoredSecrets() {
@@ -65,7 +69,7 @@ PasswordEntryViewModel::StoredSecrets PasswordEntryViewModel::readStoredSecrets(
 }
 
 void PasswordEntryViewModel::applyStoredSecrets(const StoredSecrets& secrets) {
-    if (m_unlocked || !secrets.masterPassword) {
+    if (m_isDone || !secrets.masterPassword) {
         return;
     }
     m_kcPassword = *secrets.masterPassword;
@@ -76,7 +80,7 @@ void PasswordEntryViewModel::applyStoredSecrets(const StoredSecrets& secrets) {
     setIsTouchID(true);
     if (m_touchIdOnAppear) {
         QTimer::singleShot(m_touchIdPromptDelay, this, [this] {
-            if (!m_unlocked) {
+            if (!m_isDone) {
                 startTouchId();
             }
         });
@@ -123,7 +127,7 @@ void PasswordEntryViewModel::startTouchId() {
 }
 
 void PasswordEntryViewModel::unlock() {
-    m_unlocked = true;
+    m_isDone = true;
     Q_EMIT authenticationAssigned(true);
 }
 

@@ -61,6 +61,9 @@ public:
 
     /// The first-display task. Only the first call counts.
     Q_INVOKABLE void start();
+    /// The gate is leaving the window: a first-display task that has not
+    /// finished yet, and a prompt that has not opened yet, end here.
+    Q_INVOKABLE void cancel();
     /// Compares the input with the stored master password (canonical equivalence).
     Q_INVOKABLE void submitPassword();
     /// The fingerprint sequence; also the fingerprint button's action.
@@ -97,7 +100,8 @@ private:
     bool m_isVerifyingFingerprint = false;
     bool m_touchIdOnAppear = true;
     bool m_started = false;
-    bool m_unlocked = false;
+    // Unlocked or cancelled: the pending first-display steps do nothing.
+    bool m_isDone = false;
     int m_startDelay = 500;
     int m_touchIdPromptDelay = 1000;
     int m_colorResetDelay = 1000;

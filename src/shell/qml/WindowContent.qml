@@ -64,6 +64,8 @@ FocusScope {
             readonly property PasswordEntryView gate: gateView
 
             Component.onCompleted: AppDelegate.lockedContentAppeared()
+            // A gate on its way out must not lock the session again.
+            StackView.onDeactivating: gateView.viewModel.cancel()
 
             PasswordEntryView {
                 id: gateView
