@@ -1,0 +1,203 @@
+import QtQuick
+import QtTest
+import Corvina.Ui
+import Corvina.Shell
+import Corvina.TestHelpers
+
+// The window content between gate and main screen, and the window's looks.
+TestCase {
+    id: testCase
+    name: "WindowContent"
+    when: windowShown
+    // TestCase is invisible by default, and invisible items get no pointer
+    // events: the tests drive the items as a user would.
+    visible: true
+    width: 900
+    height: 500
+
+    Component {
+        id: contentComponent
+        WindowContent {
+            width: 900
+            height: 500
+        }
+    }
+    SignalSpy {
+        id: moveSpy
+        target: AppDelegate.mainWindow
+        signalName: "systemMoveRequested"
+    }
+
+    property WindowContent content
+    readonly property DraggableWindow chrome: AppDelegate.mainWindow
+
+    function init() {
+        TestKeyring.storeMasterPassword("Geheim-42");
+        TestKeyring.setUseTouchId(false);
+        AppDelegate.attachWindow(testCase.Window.window);
+        AppDelegate.lockedChromeDelay = 20;
+        AppDelegate.unlockedChromeDelay = 20;
+        AppDelegate.isAuthenticated = false;
+        AppDelegate.applyLockedChrome();
+        moveSpy.clear();
+    }
+
+    function createContent(authenticated) {
+        AppDelegate.isAuthenticated = authenticated;
+        content = createTemporaryObject(contentComponent, testCase);
+        return content;
+    }
+
+    function verifyLockedLook() {
+        tryCompare(chrome, "isDraggable", true);
+        compare(chrome.titleVisible, false);
+        compare(chrome.titlebarAppearsTransparent, true);
+        compare(AppDelegate.hasLockItem, false);
+        compare(testCase.Window.window.title.trim(), "");
+    }
+
+    function verifyUnlockedLook() {
+        tryCompare(chrome, "isDraggable", false);
+        compare(chrome.titlebarAppearsTransparent, false);
+        tryCompare(chrome, "titleVisible", true);
+        compare(testCase.Window.window.title, "Corvina-Backup-Manager");
+    }
+
+    function test_lockedSessionShowsTheGateInTheLockedLook() {
+        createContent(false);
+        compare(content.currentView.objectName, "gatePage");
+        verifyLockedLook();
+    }
+
+    function test_unlockShowsTheMainScreenInTheUnlockedLook() {
+        createContent(false);
+        AppDelegate.isAuthenticated = true;
+        tryVerify(() => content.currentView.objectName === "mainPage");
+        verifyUnlockedLook();
+        compare(AppDelegate.hasLockItem, true);
+    }
+
+    function test_withoutMasterPasswordTheLockItemGoes() {
+        TestKeyring.removeMasterPassword();
+        createContent(true);
+        compare(content.currentView.objectName, "mainPage");
+        // The unlocked look puts the lock item up, then takes it away again
+        // once the keyring has answered that no master password exists.
+        tryCompare(chrome, "isDraggable", false);
+        tryCompare(AppDelegate, "hasLockItem", false);
+    }
+
+    function test_lockItemLocksAndTheMainScreenIsBuiltAnew() {
+        createContent(true);
+        verifyUnlockedLook();
+        content.currentView.viewModel.backupActionType = 1;
+        content.currentView.viewModel.host.messageText = "Ergebnis";
+
+        AppDelegate.customButtonAction();
+        compare(AppDelegate.isAuthenticated, false);
+        tryVerify(() => content.currentView.objectName === "gatePage");
+        verifyLockedLook();
+
+        AppDelegate.isAuthenticated = true;
+        tryVerify(() => content.currentView.objectName === "mainPage");
+        compare(content.currentView.viewModel.backupActionType, undefined);
+        compare(content.currentView.viewModel.host.messageText, "");
+    }
+
+    function test_showAndHideLockButton() {
+        createContent(true);
+        verifyUnlockedLook();
+        AppDelegate.hideLockButton();
+        tryCompare(AppDelegate, "hasLockItem", false);
+        AppDelegate.showLockButton();
+        tryCompare(AppDelegate, "hasLockItem", true);
+    }
+
+    function test_dragMovesTheWindowOnlyInTheLockedLook() {
+        createContent(false);
+        verifyLockedLook();
+        mouseDrag(content, 20, 20, 60, 30);
+        verify(moveSpy.count > 0);
+
+        AppDelegate.isAuthenticated = true;
+        verifyUnlockedLook();
+        moveSpy.clear();
+        mouseDrag(content, 20, 20, 60, 30);
+        compare(moveSpy.count, 0);
+    }
+
+    function test_shakeSwingsThreeTimesAndEndsWhereItBegan() {
+        createContent(false);
+        const window = testCase.Window.window;
+        const start = window.x;
+        let positions = [];
+        const record = () => positions.push(window.x);
+        window.xChanged.connect(record);
+        AppDelegate.shakeWindow();
+        verify(chrome.isShaking);
+        tryCompare(chrome, "isShaking", false);
+        window.xChanged.disconnect(record);
+        compare(positions, [start + 10, start - 10, start + 10, start]);
+        compare(window.x, start);
+    }
+
+    function test_shakeDuringAShakeStillEndsWhereItBegan() {
+        createContent(false);
+        const window = testCase.Window.window;
+        const start = window.x;
+        AppDelegate.shakeWindow();
+        wait(70);
+        AppDelegate.shakeWindow();
+        tryCompare(chrome, "isShaking", false);
+        compare(window.x, start);
+    }
+
+    function test_tilesSetTheActionType_data() {
+        return [{
+                "tag": "create",
+                "tile": "tile0",
+                "action": 0,
+                "title": "Backup erstellen"
+            }, {
+                "tag": "restore",
+                "tile": "tile1",
+                "action": 1,
+                "title": "Backup wiederherstellen"
+            }, {
+                "tag": "delete",
+                "tile": "tile2",
+                "action": 2,
+                "title": "\u26A0\uFE0F App-Daten löschen"
+            }];
+    }
+    function test_tilesSetTheActionType(data) {
+        createContent(true);
+        const main = content.currentView;
+        compare(main.viewModel.backupActionType, undefined);
+        mouseClick(findChild(main, data.tile));
+        compare(main.viewModel.backupActionType, data.action);
+        compare(main.viewModel.sheetTitle, data.title);
+        main.viewModel.host.closeView();
+        compare(main.viewModel.backupActionType, undefined);
+    }
+
+    function test_tileGrowsItsSymbolUnderThePointer() {
+        createContent(true);
+        const tile = findChild(content.currentView, "tile0");
+        const symbol = findChild(tile, "symbol");
+        compare(symbol.size, 25);
+        mouseMove(tile, 30, 30);
+        tryCompare(symbol, "size", 40);
+        compare(findChild(tile, "symbolShape").width, 70);
+        mouseMove(content, 5, 5);
+        tryCompare(symbol, "size", 25);
+    }
+
+    function test_resultLineGoesByItself() {
+        createContent(true);
+        const main = content.currentView;
+        main.viewModel.messageDuration = 200;
+        main.viewModel.host.messageText = "Das Backup wurde erstellt.";
+        tryCompare(main.viewModel.host, "messageText", "", 2000);
+    }
+}
