@@ -6,6 +6,7 @@
 #include "workflows/ActionHost.h"
 #include "workflows/ArchivePassword.h"
 #include "workflows/StorageLocation.h"
+#include "workflows/WhenFinished.h"
 
 #include <QDateTime>
 #include <QFileInfo>
@@ -117,7 +118,7 @@ QFuture<EncryptionResult> CreateZipViewModel::createArchive(const QString& passw
     return EncryptionService::shared()
         .createEncryptedArchive(companionDataDirectory(), m_destinationPath.toLocalFile(), password,
                                 m_comment)
-        .then(this, [](EncryptionResult result) {
+        .then([](EncryptionResult result) {
             if (result.isSuccess()) {
                 diagnosticLog(QStringLiteral("Зашифрованный архив создан по пути: ()"));
             } else {
@@ -128,11 +129,12 @@ QFuture<EncryptionResult> CreateZipViewModel::createArchive(const QString& passw
         });
 }
 
-void CreateZipViewModel::runAction() {
+QFuture<EncryptionResult> CreateZipViewModel::runAction() {
     if (m_host) {
         m_host->setProgressLoadText(QStringLiteral("Backup wird erstellt."));
     }
-    createArchive(readArchivePassword()).then(this, [this](const EncryptionResult& result) {
+    QFuture<EncryptionResult> run = createArchive(readArchivePassword());
+    whenFinished(this, run, [this](const EncryptionResult& result) {
         if (!m_host) {
             return;
         }
@@ -142,6 +144,7 @@ void CreateZipViewModel::runAction() {
             m_host->closeView();
         }
     });
+    return run;
 }
 
 } // namespace corvina

@@ -30,11 +30,19 @@ class CreateZipViewModel : public QObject {
     Q_PROPERTY(QString comment READ comment WRITE setComment NOTIFY commentChanged)
     /// The folder backups go to; empty when none is stored.
     Q_PROPERTY(QUrl destinationPath READ destinationPath CONSTANT)
+    /// `destinationPath` as a plain path, the text under "Speicherort".
+    Q_PROPERTY(QString destinationPathText READ destinationPathText CONSTANT)
     /// Whether the destination existed at the last look.
     Q_PROPERTY(
         bool isDirectoryAvailable READ isDirectoryAvailable NOTIFY isDirectoryAvailableChanged)
     /// The main screen's shared state; the model runs on each of its flips.
     Q_PROPERTY(corvina::ActionHost* host READ host WRITE setHost NOTIFY hostChanged)
+
+    // The screen's fixed texts.
+    Q_PROPERTY(QString locationTitle READ locationTitle CONSTANT)
+    Q_PROPERTY(QString commentTitle READ commentTitle CONSTANT)
+    Q_PROPERTY(QString alertTitle READ alertTitle CONSTANT)
+    Q_PROPERTY(QString alertButtonText READ alertButtonText CONSTANT)
 
 public:
     explicit CreateZipViewModel(QObject* parent = nullptr);
@@ -45,20 +53,32 @@ public:
     [[nodiscard]] QString comment() const { return m_comment; }
     void setComment(const QString& comment);
     [[nodiscard]] QUrl destinationPath() const { return m_destinationPath; }
+    [[nodiscard]] QString destinationPathText() const { return m_destinationPath.toLocalFile(); }
     [[nodiscard]] bool isDirectoryAvailable() const { return m_isDirectoryAvailable; }
     [[nodiscard]] ActionHost* host() const { return m_host; }
     void setHost(ActionHost* host);
+    [[nodiscard]] static QString locationTitle() { return QStringLiteral("Speicherort"); }
+    [[nodiscard]] static QString commentTitle() {
+        return QStringLiteral("Kommentar zum Backup (optional)");
+    }
+    [[nodiscard]] static QString alertTitle() { return QStringLiteral("Fehler"); }
+    [[nodiscard]] static QString alertButtonText() { return QStringLiteral("OK"); }
 
     /// Makes a backup of the companion application's data folder in the
-    /// destination with `comment`. The result arrives on this object's thread.
-    /// Without a destination it fails at once with `archiveCreationFailed`.
+    /// destination with `comment`. Without a destination it fails at once
+    /// with `archiveCreationFailed`.
     QFuture<EncryptionResult> createArchive(const QString& password);
 
-    /// One run of the screen's action: shows the caption "Backup wird
-    /// erstellt.", reads the archive password and makes the backup. On success
-    /// the host shows "Das Backup wurde erfolgreich erstellt." and the sheet
-    /// closes; a failure leaves the sheet open without a message.
-    Q_INVOKABLE void runAction();
+    /// One run of the screen's action, started by each flip of the host's
+    /// `performAction`: shows the caption "Backup wird erstellt.", reads the
+    /// archive password and makes the backup. On success the host shows
+    /// "Das Backup wurde erfolgreich erstellt." and the sheet closes; a
+    /// failure leaves the sheet open without a message. The future finishes
+    /// with the engine's result, also when the model has gone meanwhile.
+    QFuture<EncryptionResult> runAction();
+
+    /// "OK" in the error alert: the alert goes, the sheet stays.
+    Q_INVOKABLE void dismissStatusAlert() { setZipStatusMessage(QString()); }
 
 Q_SIGNALS:
     void zipStatusMessageChanged();

@@ -4,6 +4,7 @@
 #include "engine/DiagnosticLog.h"
 #include "workflows/ActionHost.h"
 #include "workflows/RemoveItem.h"
+#include "workflows/WhenFinished.h"
 
 #include <QTimer>
 #include <QtConcurrent/QtConcurrentRun>
@@ -59,30 +60,32 @@ void DeleteDataViewModel::setHost(ActionHost* host) {
     Q_EMIT isConfirmedChanged();
 }
 
-void DeleteDataViewModel::runDeletion() {
+QFuture<EncryptionResult> DeleteDataViewModel::runDeletion() {
     if (!m_host) {
-        return;
+        return QtFuture::makeReadyFuture(
+            EncryptionResult::failure(FinderCommentError::Case::failedToAddComment));
     }
     m_host->setProgressLoadText(QStringLiteral("App wird gelöscht."));
     const QString location = companionDataDirectory();
-    deleteCompanionData(location).then(
-        this, [host = m_host, location](const EncryptionResult& result) {
-            if (!host) {
-                return;
-            }
-            if (result.isSuccess()) {
-                diagnosticLog(QStringLiteral("Успешно удалён ") + location);
-                host->setMessageText(QStringLiteral("Die Daten wurden erfolgreich gelöscht."));
-            } else {
-                diagnosticLog(QStringLiteral("Ошибка при удалении: ") + result.error().caseName());
-                host->setMessageText(QStringLiteral("Fehler beim Löschen der Daten."));
-            }
-            // The pause belongs to the host, which outlives the screen.
-            QTimer::singleShot(captionPauseMs, host, [host] {
-                host->setProgressLoadText(QString());
-                host->closeView();
-            });
+    QFuture<EncryptionResult> run = deleteCompanionData(location);
+    whenFinished(this, run, [host = m_host, location](const EncryptionResult& result) {
+        if (!host) {
+            return;
+        }
+        if (result.isSuccess()) {
+            diagnosticLog(QStringLiteral("Успешно удалён ") + location);
+            host->setMessageText(QStringLiteral("Die Daten wurden erfolgreich gelöscht."));
+        } else {
+            diagnosticLog(QStringLiteral("Ошибка при удалении: ") + result.error().caseName());
+            host->setMessageText(QStringLiteral("Fehler beim Löschen der Daten."));
+        }
+        // The pause belongs to the host, which outlives the screen.
+        QTimer::singleShot(captionPauseMs, host, [host] {
+            host->setProgressLoadText(QString());
+            host->closeView();
         });
+    });
+    return run;
 }
 
 } // namespace corvina

@@ -8,6 +8,7 @@
 #include "workflows/ArchivePassword.h"
 #include "workflows/RemoveItem.h"
 #include "workflows/StorageLocation.h"
+#include "workflows/WhenFinished.h"
 
 #include <QFileInfo>
 
@@ -153,7 +154,7 @@ QFuture<EncryptionResult> RestoreZipViewModel::restoreArchive(const QString& pas
     const QString container = companionContainerDirectory();
     return EncryptionService::shared()
         .restoreEncryptedArchive(m_selectedURL.toLocalFile(), container, password)
-        .then(this, [container](EncryptionResult result) {
+        .then([container](EncryptionResult result) {
             if (result.isSuccess()) {
                 diagnosticLog(QStringLiteral("Архив успешно распакован в ") + container);
             } else {
@@ -172,11 +173,12 @@ void RestoreZipViewModel::presentError(const EncryptionResult& result) {
     setWarningText(result.error().userText());
 }
 
-void RestoreZipViewModel::runAction() {
+QFuture<EncryptionResult> RestoreZipViewModel::runAction() {
     if (m_host) {
         m_host->setProgressLoadText(QStringLiteral("Backup wird wiederherstellt."));
     }
-    restoreArchive(readArchivePassword()).then(this, [this](const EncryptionResult& result) {
+    QFuture<EncryptionResult> run = restoreArchive(readArchivePassword());
+    whenFinished(this, run, [this](const EncryptionResult& result) {
         if (m_host) {
             m_host->setProgressLoadText(QString());
         }
@@ -190,6 +192,7 @@ void RestoreZipViewModel::runAction() {
             m_host->closeView();
         }
     });
+    return run;
 }
 
 void RestoreZipViewModel::beginEditComment(const QUrl& backup) {

@@ -43,6 +43,21 @@ class RestoreZipViewModel : public QObject {
     Q_PROPERTY(QString deleteBackupText READ deleteBackupText NOTIFY deleteBackupChanged)
     Q_PROPERTY(corvina::ActionHost* host READ host WRITE setHost NOTIFY hostChanged)
 
+    // The screen's fixed texts: the rows' two actions, the comment editor and
+    // the delete confirmation.
+    Q_PROPERTY(QString editActionLabel READ editActionLabel CONSTANT)
+    Q_PROPERTY(QString editActionIcon READ editActionIcon CONSTANT)
+    Q_PROPERTY(QString editActionToolTip READ editActionToolTip CONSTANT)
+    Q_PROPERTY(QString deleteActionLabel READ deleteActionLabel CONSTANT)
+    Q_PROPERTY(QString deleteActionIcon READ deleteActionIcon CONSTANT)
+    Q_PROPERTY(QString deleteActionToolTip READ deleteActionLabel CONSTANT)
+    Q_PROPERTY(QString editorTitle READ editorTitle CONSTANT)
+    Q_PROPERTY(QString commentTitle READ commentTitle CONSTANT)
+    Q_PROPERTY(QString saveText READ saveText CONSTANT)
+    Q_PROPERTY(QString cancelText READ cancelText CONSTANT)
+    Q_PROPERTY(QString deleteAlertTitle READ deleteAlertTitle CONSTANT)
+    Q_PROPERTY(QString deleteConfirmText READ deleteConfirmText CONSTANT)
+
 public:
     explicit RestoreZipViewModel(QObject* parent = nullptr);
     ~RestoreZipViewModel() override;
@@ -62,6 +77,22 @@ public:
     [[nodiscard]] QString deleteBackupText() const;
     [[nodiscard]] ActionHost* host() const { return m_host; }
     void setHost(ActionHost* host);
+    [[nodiscard]] static QString editActionLabel() { return QStringLiteral("edit"); }
+    [[nodiscard]] static QString editActionIcon() { return QStringLiteral("square.and.pencil"); }
+    [[nodiscard]] static QString editActionToolTip() { return QStringLiteral("Bearbeiten"); }
+    /// The delete action's label, also its tool tip.
+    [[nodiscard]] static QString deleteActionLabel() { return QStringLiteral("delete"); }
+    [[nodiscard]] static QString deleteActionIcon() { return QStringLiteral("trash.fill"); }
+    [[nodiscard]] static QString editorTitle() { return QStringLiteral("Kommentar bearbeiten"); }
+    [[nodiscard]] static QString commentTitle() {
+        return QStringLiteral("Kommentar zum Backup (optional)");
+    }
+    [[nodiscard]] static QString saveText() { return QStringLiteral("Speichern"); }
+    [[nodiscard]] static QString cancelText() { return QStringLiteral("Abbrechen"); }
+    [[nodiscard]] static QString deleteAlertTitle() {
+        return QStringLiteral("Entfernen bestätigen");
+    }
+    [[nodiscard]] static QString deleteConfirmText() { return QStringLiteral("Löschen"); }
 
     /// The screen has appeared: lists the stored storage folder (none stored:
     /// no list) and disables the host's button while nothing is selected.
@@ -69,18 +100,20 @@ public:
 
     /// Restores the selected backup into the companion application's
     /// container. Without a selection it fails at once with
-    /// `encryptedFileNotFound`. The result arrives on this object's thread.
+    /// `encryptedFileNotFound`.
     QFuture<EncryptionResult> restoreArchive(const QString& password);
 
     /// A failure becomes its diagnostic line and its user text in
     /// `warningText`; a success changes nothing (an old warning stays).
     void presentError(const EncryptionResult& result);
 
-    /// One run of the screen's action: caption "Backup wird wiederherstellt.",
-    /// the archive password from the keychain, the restore. Success shows
-    /// "Das Backup wurde erfolgreich wiederhergestellt." and closes the sheet;
-    /// a failure shows its text in `warningText` and keeps the sheet open.
-    Q_INVOKABLE void runAction();
+    /// One run of the screen's action, started by each flip of the host's
+    /// `performAction`: caption "Backup wird wiederherstellt.", the archive
+    /// password from the keychain, the restore. Success shows "Das Backup
+    /// wurde erfolgreich wiederhergestellt." and closes the sheet; a failure
+    /// shows its text in `warningText` and keeps the sheet open. The future
+    /// finishes with the engine's result, also when the model has gone.
+    QFuture<EncryptionResult> runAction();
 
     /// The row action "Bearbeiten": opens the editor on the backup and, once
     /// the editor is up, selects the backup.

@@ -33,6 +33,7 @@ private Q_SLOTS:
     void backupFromControllerStateLandsInStoredFolder();
     void failedRunKeepsSheetOpenAndNextRunWorks();
     void folderPresenceDrivesAlertAndButtonFlag();
+    void screenClosedByLockWhileWorking();
 
 private:
     QTemporaryDir m_home;
@@ -133,6 +134,20 @@ void CreateBackupControllerTest::folderPresenceDrivesAlertAndButtonFlag() {
     QVERIFY(QDir(m_storage).removeRecursively());
     CreateZipViewModel reopened;
     QTRY_COMPARE(reopened.zipStatusMessage(), missingText);
+}
+
+// A lock takes the screen away while the backup runs: the backup still
+// completes, and its end reaches nothing that has gone.
+void CreateBackupControllerTest::screenClosedByLockWhileWorking() {
+    ActionHost host;
+    auto model = std::make_unique<CreateZipViewModel>();
+    model->setHost(&host);
+    const QFuture<EncryptionResult> run = model->runAction();
+    model.reset();
+    QCOMPARE(run.result(), EncryptionResult::success());
+    QCoreApplication::processEvents();
+    QCOMPARE(backupsIn(m_storage).size(), 1);
+    QVERIFY(host.messageText().isEmpty());
 }
 
 QTEST_GUILESS_MAIN(CreateBackupControllerTest)

@@ -16,7 +16,7 @@ private Q_SLOTS:
     void initTestCase() { useScratchHome(m_home); }
     void deletionReportsOutcomeAndClosesAfterPause_data();
     void deletionReportsOutcomeAndClosesAfterPause();
-    void linkedFoldersOutsideSurvive();
+    void screenClosedByLockWhileWorking();
 
 private:
     QTemporaryDir m_home;
@@ -34,8 +34,12 @@ void DataDeletionTest::deletionReportsOutcomeAndClosesAfterPause() {
     QFETCH(QString, message);
     const QString data = companionDataDirectory();
     QVERIFY(QDir(data).removeRecursively());
+    // A link in the data leads to a folder outside, which must survive.
+    const QString outside = m_home.filePath("outside");
+    writeFile(outside + "/precious", "keep");
     if (dataPresent) {
         writeFile(data + "/.hidden/deep/database.sqlite", "x");
+        QVERIFY(QFile::link(outside, data + "/link"));
     }
     writeFile(companionContainerDirectory() + "/beside", "stays");
     ActionHost host;
@@ -59,16 +63,21 @@ void DataDeletionTest::deletionReportsOutcomeAndClosesAfterPause() {
     QVERIFY(clock.elapsed() >= 1000 && host.progressLoadText().isEmpty());
     QVERIFY(!QFileInfo::exists(data));
     QCOMPARE(readFile(companionContainerDirectory() + "/beside"), QByteArray("stays"));
+    QCOMPARE(readFile(outside + "/precious"), QByteArray("keep"));
 }
 
-void DataDeletionTest::linkedFoldersOutsideSurvive() {
-    const QString outside = m_home.filePath("outside");
-    writeFile(outside + "/precious", "keep");
-    const QString data = m_home.filePath("Data");
-    QVERIFY(QDir().mkpath(data) && QFile::link(outside, data + "/link"));
-    QCOMPARE(deleteCompanionData(data).result(), EncryptionResult::success());
-    QVERIFY(!QFileInfo::exists(data));
-    QCOMPARE(readFile(outside + "/precious"), QByteArray("keep"));
+// A lock takes the screen away while the deletion runs: the deletion still
+// completes, and its end reaches nothing that has gone.
+void DataDeletionTest::screenClosedByLockWhileWorking() {
+    writeFile(companionDataDirectory() + "/database.sqlite", "x");
+    ActionHost host;
+    auto model = std::make_unique<DeleteDataViewModel>();
+    model->setHost(&host);
+    const QFuture<EncryptionResult> run = model->runDeletion();
+    model.reset();
+    QCOMPARE(run.result(), EncryptionResult::success());
+    QCoreApplication::processEvents();
+    QVERIFY(host.messageText().isEmpty() && !QFileInfo::exists(companionDataDirectory()));
 }
 
 QTEST_GUILESS_MAIN(DataDeletionTest)
