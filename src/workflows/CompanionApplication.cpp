@@ -151,16 +151,23 @@ QList<RunningApplication> runningApplications(const QString& procRoot) {
         RunningApplication application;
         application.pid = pid;
         application.startTime = startTimeOf(processDir);
+        QString unitId;
+        QString unitCgroup;
         const QString cgroup = cgroupPathOf(processDir);
         const QStringList components = cgroup.split(QLatin1Char('/'), Qt::SkipEmptyParts);
-        for (qsizetype i = components.size() - 1; i >= 0 && application.unitCgroup.isEmpty(); --i) {
+        for (qsizetype i = components.size() - 1; i >= 0 && unitId.isEmpty(); --i) {
             if (const std::optional<QString> id = applicationIdFromUnitName(components[i])) {
-                application.bundleIdentifier = *id;
-                application.unitCgroup = components.mid(0, i + 1).join(QLatin1Char('/'));
+                unitId = *id;
+                unitCgroup = components.mid(0, i + 1).join(QLatin1Char('/'));
             }
         }
-        if (application.bundleIdentifier.isEmpty()) {
-            application.bundleIdentifier = flatpakIdOf(processDir);
+        // A Flatpak application started without a unit of its own stays in its
+        // launcher's unit (a terminal, say): its own ID wins, and that unit,
+        // which is not the application's, is never killed with it.
+        const QString flatpakId = flatpakIdOf(processDir);
+        application.bundleIdentifier = flatpakId.isEmpty() ? unitId : flatpakId;
+        if (application.bundleIdentifier == unitId) {
+            application.unitCgroup = unitCgroup;
         }
         if (!application.bundleIdentifier.isEmpty()) {
             applications.append(application);

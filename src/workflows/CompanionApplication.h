@@ -15,10 +15,11 @@ struct RunningApplication {
     /// Start time of the process (clock ticks after boot), so that a process
     /// ID reused by another program is never killed in its place.
     quint64 startTime = 0;
-    /// The application ID (desktop file ID / Flatpak ID); may be empty.
+    /// The application ID: the Flatpak ID of its environment, or else the
+    /// desktop file ID that its systemd unit names.
     QString bundleIdentifier;
     /// The cgroup (v2) path below /sys/fs/cgroup of the application's own
-    /// systemd unit, when it runs in one; empty otherwise.
+    /// systemd unit, when it runs in one named by its ID; empty otherwise.
     QString unitCgroup;
 
     /// Text form for diagnostic lines only.
