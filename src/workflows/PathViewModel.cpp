@@ -21,14 +21,6 @@ QString PathViewModel::folderPath() const {
     return m_restorePath.isEmpty() ? QString() : m_restorePath.toLocalFile();
 }
 
-QString PathViewModel::dialogTitle() {
-    return QStringLiteral("Wählen Sie einen Ordner zum Speichern von Dateien aus");
-}
-
-QString PathViewModel::dialogAcceptLabel() {
-    return QStringLiteral("Auswählen");
-}
-
 void PathViewModel::loadSavedPath() {
     const QUrl stored = storedStorageUrl();
     if (!stored.isEmpty()) {

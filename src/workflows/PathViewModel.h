@@ -16,6 +16,11 @@ class PathViewModel : public QObject {
     Q_PROPERTY(QString folderName READ folderName NOTIFY restorePathChanged)
     /// The folder's path, shown under "Pfad".
     Q_PROPERTY(QString folderPath READ folderPath NOTIFY restorePathChanged)
+    // The fixed texts of the storage screen and of its folder dialog.
+    Q_PROPERTY(QString folderLabel READ folderLabel CONSTANT)
+    Q_PROPERTY(QString pathLabel READ pathLabel CONSTANT)
+    Q_PROPERTY(QString chooseButtonText READ chooseButtonText CONSTANT)
+    Q_PROPERTY(QString chooseButtonIcon READ chooseButtonIcon CONSTANT)
     Q_PROPERTY(QString dialogTitle READ dialogTitle CONSTANT)
     Q_PROPERTY(QString dialogAcceptLabel READ dialogAcceptLabel CONSTANT)
 
@@ -25,8 +30,14 @@ public:
     [[nodiscard]] QUrl restorePath() const { return m_restorePath; }
     [[nodiscard]] QString folderName() const;
     [[nodiscard]] QString folderPath() const;
-    [[nodiscard]] static QString dialogTitle();
-    [[nodiscard]] static QString dialogAcceptLabel();
+    [[nodiscard]] static QString folderLabel() { return QStringLiteral("Ordner"); }
+    [[nodiscard]] static QString pathLabel() { return QStringLiteral("Pfad"); }
+    [[nodiscard]] static QString chooseButtonText() { return QStringLiteral("Pfad auswählen"); }
+    [[nodiscard]] static QString chooseButtonIcon() { return QStringLiteral("folder"); }
+    [[nodiscard]] static QString dialogTitle() {
+        return QStringLiteral("Wählen Sie einen Ordner zum Speichern von Dateien aus");
+    }
+    [[nodiscard]] static QString dialogAcceptLabel() { return QStringLiteral("Auswählen"); }
 
     /// Takes the stored folder, if any; without one `restorePath` stays as it is.
     Q_INVOKABLE void loadSavedPath();
