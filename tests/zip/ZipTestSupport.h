@@ -1,5 +1,8 @@
 #pragma once
 
+#include "zip/Error.h"
+#include "zip/Records.h"
+
 #include <QByteArray>
 #include <QFile>
 #include <QProcess>
@@ -8,24 +11,28 @@
 
 #include <fcntl.h>
 #include <filesystem>
+#include <functional>
+#include <optional>
 #include <string>
 #include <sys/stat.h>
-#include <sys/time.h>
 #include <unistd.h>
+#include <vector>
+#include <zlib.h>
 
 namespace corvina::zip::test {
 
+inline QString qpath(const std::filesystem::path& path) {
+    return QString::fromStdString(path.string());
+}
+
 inline QByteArray readAll(const std::filesystem::path& path) {
-    QFile file(QString::fromStdString(path.string()));
-    if (!file.open(QIODevice::ReadOnly)) {
-        return {};
-    }
-    return file.readAll();
+    QFile file(qpath(path));
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 inline void writeFile(const std::filesystem::path& path, const QByteArray& bytes) {
     std::filesystem::create_directories(path.parent_path());
-    QFile file(QString::fromStdString(path.string()));
+    QFile file(qpath(path));
     if (file.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
         file.write(bytes);
     }
@@ -55,68 +62,35 @@ struct ProcessResult {
 };
 
 /// Runs a tool to its end; standard error is merged into the output.
-inline ProcessResult run(const QString& program, const QStringList& arguments,
-                         const QByteArray& input = {}, const QStringList& environment = {}) {
+inline ProcessResult run(const QString& program, const QStringList& arguments) {
     QProcess process;
-    if (!environment.isEmpty()) {
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        for (const QString& item : environment) {
-            env.insert(item.section(QLatin1Char('='), 0, 0), item.section(QLatin1Char('='), 1));
-        }
-        process.setProcessEnvironment(env);
-    }
     process.setProcessChannelMode(QProcess::MergedChannels);
     process.start(program, arguments);
-    if (!process.waitForStarted()) {
-        return {};
+    if (!process.waitForFinished(600000) || process.exitStatus() != QProcess::NormalExit) {
+        return {-1, process.readAll()};
     }
-    process.write(input);
-    process.closeWriteChannel();
-    process.waitForFinished(600000);
-    return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
-            process.readAll()};
+    return {process.exitCode(), process.readAll()};
 }
 
-inline QString qpath(const std::filesystem::path& path) {
-    return QString::fromStdString(path.string());
+/// The error `step` throws, or nothing when it succeeds.
+inline std::optional<Error> errorFrom(const std::function<void()>& step) {
+    try {
+        step();
+    } catch (const Error& error) {
+        return error;
+    }
+    return std::nullopt;
 }
 
-} // namespace corvina::zip::test
-
-#include "zip/Records.h"
-
-#include <zlib.h>
-
-#include <functional>
-#include <vector>
-
-namespace corvina::zip::test {
-
-/// One entry of a hand-made archive; the hooks may bend its records.
+/// One stored entry of a hand-made archive; the hooks may bend its records.
 struct CraftedEntry {
-    CraftedEntry(std::string path, QByteArray data, EntryType type = EntryType::file,
-                 uint16_t permissions = 0644, std::function<void(LocalFileHeader&)> editLocal = {},
-                 std::function<void(CentralDirectoryStructure&)> editCentral = {})
-        : path(std::move(path))
-        , data(std::move(data))
-        , type(type)
-        , permissions(permissions)
-        , editLocal(std::move(editLocal))
-        , editCentral(std::move(editCentral)) {}
-
     std::string path;
     QByteArray data;
     EntryType type = EntryType::file;
     uint16_t permissions = 0644;
-    std::function<void(LocalFileHeader&)> editLocal;
-    std::function<void(CentralDirectoryStructure&)> editCentral;
+    std::function<void(LocalFileHeader&)> editLocal = {};
+    std::function<void(CentralDirectoryStructure&)> editCentral = {};
 };
-
-inline uint32_t continueCrc(const uint8_t* bytes, qsizetype size) {
-    return static_cast<uint32_t>(crc32_z(0,
-                                         size == 0 ? reinterpret_cast<const uint8_t*>("") : bytes,
-                                         static_cast<std::size_t>(size)));
-}
 
 /// Builds archive bytes from stored entries, the way this layer writes them,
 /// after the hooks had their say.
@@ -125,14 +99,13 @@ inline QByteArray craftArchive(const std::vector<CraftedEntry>& entries) {
     std::vector<uint8_t> directory;
     EndRecords end;
     for (const CraftedEntry& e : entries) {
-        const auto offset = static_cast<uint64_t>(out.size());
         const auto* bytes = reinterpret_cast<const uint8_t*>(e.data.constData());
         const auto size = static_cast<uint64_t>(e.data.size());
+        const auto crc = static_cast<uint32_t>(crc32_z(0, bytes, size));
         LocalFileHeader local =
-            LocalFileHeader::make(e.path, CompressionMethod::none, 0, 0x21,
-                                  continueCrc(bytes, e.data.size()), size, size);
+            LocalFileHeader::make(e.path, CompressionMethod::none, 0, 0x21, crc, size, size);
         CentralDirectoryStructure central = CentralDirectoryStructure::make(
-            local, externalFileAttributes(e.type, e.permissions), offset);
+            local, externalFileAttributes(e.type, e.permissions), out.size());
         if (e.editLocal) {
             e.editLocal(local);
         }
@@ -141,7 +114,7 @@ inline QByteArray craftArchive(const std::vector<CraftedEntry>& entries) {
         }
         const auto localBytes = local.encode();
         out.insert(out.end(), localBytes.begin(), localBytes.end());
-        out.insert(out.end(), bytes, bytes + e.data.size());
+        out.insert(out.end(), bytes, bytes + size);
         central.encodeInto(directory);
         end = end.afterAppend(central.recordSize(), 0, 0);
     }
@@ -150,8 +123,7 @@ inline QByteArray craftArchive(const std::vector<CraftedEntry>& entries) {
     out.insert(out.end(), directory.begin(), directory.end());
     const auto endBytes = end.endOfCentralDirectoryRecord.encode();
     out.insert(out.end(), endBytes.begin(), endBytes.end());
-    return QByteArray(reinterpret_cast<const char*>(out.data()),
-                      static_cast<qsizetype>(out.size()));
+    return {reinterpret_cast<const char*>(out.data()), static_cast<qsizetype>(out.size())};
 }
 
 } // namespace corvina::zip::test

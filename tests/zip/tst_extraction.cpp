@@ -86,9 +86,6 @@ void Extraction::itemsComeBackWithTheirAttributes() {
     fs::create_directories(out);
     Archive archive(m_zip, AccessMode::read);
     ExtractionRoot root(out);
-    struct stat rootStat {};
-    QCOMPARE(fstat(root.fd(), &rootStat), 0);
-    QVERIFY(S_ISDIR(rootStat.st_mode));
     for (const Entry& entry : archive.entrySequence()) {
         const QString relative = entry.entryPath();
         if (throughRoot) {
@@ -115,25 +112,17 @@ void Extraction::itemsComeBackWithTheirAttributes() {
 
 void Extraction::existingDestinationIsNeverOverwritten() {
     Archive archive(m_zip, AccessMode::read);
-    const Entry file = entryNamed(archive, QStringLiteral("Data/setuid.sh"));
-    const Entry link = entryNamed(archive, QStringLiteral("Data/verweis"));
     const fs::path out = path("existing");
     writeFile(out / "Data" / "setuid.sh", "mine");
     writeFile(out / "Data" / "verweis", "mine too");
-    for (const Entry& entry : {file, link}) {
-        try {
-            archive.extractEntry(entry, out / entry.entryPath().toStdString());
-            QFAIL("an existing destination must fail");
-        } catch (const Error& error) {
-            QVERIFY(error.is(FileError::fileWriteFileExists));
-        }
-        try {
-            ExtractionRoot root(out);
-            root.extractEntry(archive, entry, entry.entryPath());
-            QFAIL("an existing destination must fail beneath a root too");
-        } catch (const Error& error) {
-            QVERIFY(error.is(FileError::fileWriteFileExists));
-        }
+    for (const QString& name : {QStringLiteral("Data/setuid.sh"), QStringLiteral("Data/verweis")}) {
+        const Entry entry = entryNamed(archive, name);
+        const auto direct =
+            errorFrom([&] { archive.extractEntry(entry, out / name.toStdString()); });
+        QVERIFY(direct && direct->is(FileError::fileWriteFileExists));
+        const auto beneathRoot =
+            errorFrom([&] { ExtractionRoot(out).extractEntry(archive, entry, name); });
+        QVERIFY(beneathRoot && beneathRoot->is(FileError::fileWriteFileExists));
     }
     QCOMPARE(readAll(out / "Data" / "setuid.sh"), QByteArray("mine"));
     QCOMPARE(readAll(out / "Data" / "verweis"), QByteArray("mine too"));
@@ -203,14 +192,10 @@ void Extraction::linkTargetsMustStayInside() {
     Archive archive(zip, AccessMode::read);
     const Entry entry = *archive.entrySequence().begin();
     const fs::path folder = path("links") / QTest::currentDataTag();
-    try {
-        archive.extractEntry(entry, folder / "link");
-        QVERIFY(contained);
-    } catch (const Error& error) {
-        QVERIFY(!contained);
-        QVERIFY(error.is(ArchiveError::uncontainedSymlink));
-        QVERIFY(!fs::is_symlink(folder / "link"));
-    }
+    const auto error = errorFrom([&] { archive.extractEntry(entry, folder / "link"); });
+    QCOMPARE(error.has_value(), !contained);
+    QCOMPARE(fs::is_symlink(folder / "link"), contained);
+    QVERIFY(contained || error->is(ArchiveError::uncontainedSymlink));
     // Allowed on request.
     archive.extractEntry(entry, folder / "allowed", defaultChunkSize, false, true);
     QCOMPARE(fs::read_symlink(folder / "allowed").string(), target.toStdString());
@@ -244,13 +229,9 @@ void Extraction::rootRefusesPathsLeavingIt() {
     const Entry folder = entryNamed(archive, QStringLiteral("Data/Ordner/"));
     ExtractionRoot root(rootPath);
     const auto attempt = [&](const std::function<void()>& step) {
-        try {
-            step();
-            QVERIFY(allowed);
-        } catch (const Error& error) {
-            QVERIFY2(!allowed, qPrintable(error.localizedDescription()));
-            QVERIFY(error.is(ArchiveError::uncontainedEntryPath));
-        }
+        const auto error = errorFrom(step);
+        QCOMPARE(error.has_value(), !allowed);
+        QVERIFY(allowed || error->is(ArchiveError::uncontainedEntryPath));
     };
     attempt([&] { root.extractEntry(archive, file, relative); });
     attempt([&] { root.extractEntry(archive, folder, relative + QStringLiteral(".d")); });
@@ -265,23 +246,15 @@ void Extraction::rootMakesLinksAsTheyAre() {
     const fs::path rootPath = path("links-root");
     fs::create_directories(rootPath);
     ExtractionRoot root(rootPath);
-    QCOMPARE(root.path(), rootPath);
     root.createSymbolicLink(QStringLiteral("a/b/ab"), "/etc/passwd");
     root.createSymbolicLink(QStringLiteral("rauf"), "../../..");
     QCOMPARE(fs::read_symlink(rootPath / "a" / "b" / "ab"), fs::path("/etc/passwd"));
     QCOMPARE(fs::read_symlink(rootPath / "rauf"), fs::path("../../.."));
-    try {
-        root.createSymbolicLink(QStringLiteral("rauf"), "x");
-        QFAIL("an existing item must not be replaced");
-    } catch (const Error& error) {
-        QVERIFY(error.is(FileError::fileWriteFileExists));
-    }
-    try {
-        root.createDirectories(QStringLiteral("rauf/tiefer"));
-        QFAIL("a folder beneath a link must be refused");
-    } catch (const Error& error) {
-        QVERIFY(error.is(ArchiveError::uncontainedEntryPath));
-    }
+    const auto replaced = errorFrom([&] { root.createSymbolicLink(QStringLiteral("rauf"), "x"); });
+    QVERIFY(replaced && replaced->is(FileError::fileWriteFileExists));
+    const auto beneathLink =
+        errorFrom([&] { root.createDirectories(QStringLiteral("rauf/tiefer")); });
+    QVERIFY(beneathLink && beneathLink->is(ArchiveError::uncontainedEntryPath));
 }
 
 QTEST_GUILESS_MAIN(Extraction)

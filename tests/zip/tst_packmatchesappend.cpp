@@ -108,7 +108,6 @@ void PackMatchesAppend::sameBytesAsAppendItem() {
     if (compression == CompressionMethod::none) {
         QVERIFY(fastBytes.size() > 5 * 1024 * 1024);
     }
-    QCOMPARE(fastBytes.size(), readAll(plain).size());
     QVERIFY(fastBytes == readAll(plain));
 
     struct stat st {};
@@ -137,22 +136,19 @@ void PackMatchesAppend::otherToolsAcceptTheArchive() {
     packItem(data, zip, true, CompressionMethod::none);
     const QString path = qpath(zip);
 
-    const ProcessResult unzip = run(QStringLiteral("unzip"), {QStringLiteral("-t"), path});
-    QVERIFY2(unzip.exitCode == 0, unzip.output.constData());
-    const ProcessResult python =
-        run(QStringLiteral("python3"),
-            {QStringLiteral("-m"), QStringLiteral("zipfile"), QStringLiteral("-t"), path});
-    QVERIFY2(python.exitCode == 0, python.output.constData());
-    const ProcessResult bsdtar = run(QStringLiteral("bsdtar"), {QStringLiteral("-tf"), path});
-    QVERIFY2(bsdtar.exitCode == 0, bsdtar.output.constData());
-    QVERIFY(bsdtar.output.contains("Data/a/b/c/deep.txt"));
+    for (const QStringList& check :
+         {QStringList{"unzip", "-t", path}, QStringList{"python3", "-m", "zipfile", "-t", path},
+          QStringList{"bsdtar", "-tf", path}}) {
+        const ProcessResult result = run(check.first(), check.mid(1));
+        QVERIFY2(result.exitCode == 0, result.output.constData());
+        QVERIFY(check.first() == "python3" || result.output.contains("Data/a/b/c/deep.txt"));
+    }
 
     // Info-ZIP restores what we stored: content, links and the modification
     // time, which is stored in UTC.
     const fs::path out = root / "unzipped";
     const ProcessResult extract =
-        run(QStringLiteral("unzip"), {QStringLiteral("-q"), path, QStringLiteral("-d"), qpath(out)},
-            {}, {QStringLiteral("TZ=UTC")});
+        run(QStringLiteral("env"), {"TZ=UTC", "unzip", "-q", path, "-d", qpath(out)});
     QVERIFY2(extract.exitCode == 0, extract.output.constData());
     QCOMPARE(readAll(out / "Data" / "large.bin"), readAll(data / "large.bin"));
     QCOMPARE(fs::read_symlink(out / "Data" / "dangling"), fs::path("does/not/exist"));
@@ -166,18 +162,13 @@ void PackMatchesAppend::finalizedBytesAreFinalAndVisible() {
     const fs::path zip = root / "finalized.zip";
     std::vector<uint64_t> reported;
     std::vector<QByteArray> seen;
-    int readFd = -1;
+    QFile reader(qpath(zip));
     packItem(root / "Data", zip, true, CompressionMethod::none, nullptr, [&](uint64_t n) {
-        if (readFd < 0) {
-            readFd = ::open(zip.c_str(), O_RDONLY);
-        }
-        QByteArray prefix(static_cast<qsizetype>(n), '\0');
-        const ssize_t got = pread(readFd, prefix.data(), n, 0);
-        prefix.resize(got < 0 ? 0 : got);
+        QVERIFY(reader.isOpen() || reader.open(QIODevice::ReadOnly | QIODevice::Unbuffered));
+        reader.seek(0);
         reported.push_back(n);
-        seen.push_back(prefix);
+        seen.push_back(reader.read(qint64(n)));
     });
-    ::close(readFd);
     const QByteArray final = readAll(zip);
     QVERIFY(reported.size() > 10);
     QCOMPARE(reported.back(), static_cast<uint64_t>(final.size()));
@@ -214,7 +205,6 @@ void PackMatchesAppend::zip64EndRecordsFromEntryCount() {
 
     std::vector<std::string> subpaths = directorySubpaths(data);
     subpaths.emplace_back();
-    QCOMPARE(subpaths.size(), std::size_t{65'541});
     const fs::path plain = root / "many-plain.zip";
     constexpr std::size_t appendedOneByOne = 8;
     {
@@ -268,13 +258,11 @@ void PackMatchesAppend::cancelledAddLeavesSameRollback() {
         const auto add = [&](auto& archive) {
             archive.appendItem(entries[0], data / "small.txt");
             archive.appendItem(entries[1], data / "a");
-            try {
+            const auto error = errorFrom([&] {
                 archive.appendItem(entries[2], data / "multi.bin", CompressionMethod::none,
                                    defaultChunkSize, &cancelled);
-                QFAIL("a cancelled add must fail");
-            } catch (const Error& error) {
-                QVERIFY(error.is(ArchiveError::cancelledOperation));
-            }
+            });
+            QVERIFY(error && error->is(ArchiveError::cancelledOperation));
         };
         if (onePass) {
             ArchiveWriter writer(target);
@@ -300,31 +288,21 @@ void PackMatchesAppend::cancelledAddLeavesSameRollback() {
 
 void PackMatchesAppend::refusesExistingDestinationAndMissingSource() {
     const fs::path root = m_dir.path().toStdString();
-    writeFile(root / "existing.zip", "keep me");
-    try {
-        packItem(root / "Data", root / "existing.zip", true, CompressionMethod::none);
-        QFAIL("an existing destination must fail");
-    } catch (const Error& error) {
-        QVERIFY(error.is(FileError::fileWriteFileExists));
-        QVERIFY(error.localizedDescription().contains(QStringLiteral("existing.zip")));
-    }
-    QCOMPARE(readAll(root / "existing.zip"), QByteArray("keep me"));
-    try {
-        Archive archive(root / "existing.zip", AccessMode::create);
-        QFAIL("create on an existing file must fail");
-    } catch (const Error& error) {
-        QVERIFY(error.is(FileError::fileWriteFileExists));
-    }
-    QCOMPARE(readAll(root / "existing.zip"), QByteArray("keep me"));
-    try {
-        packItem(root / "Nowhere", root / "new.zip", true, CompressionMethod::none);
-        QFAIL("a missing source must fail");
-    } catch (const Error& error) {
-        QVERIFY(error.is(FileError::fileReadNoSuchFile));
-        QCOMPARE(error.localizedDescription(),
-                 QStringLiteral("The file “%1” couldn’t be opened because there is no such file.")
-                     .arg(qpath(root / "Nowhere")));
-    }
+    const fs::path existing = root / "existing.zip";
+    writeFile(existing, "keep me");
+    auto error =
+        errorFrom([&] { packItem(root / "Data", existing, true, CompressionMethod::none); });
+    QVERIFY(error && error->is(FileError::fileWriteFileExists));
+    QVERIFY(error->localizedDescription().contains(QStringLiteral("existing.zip")));
+    error = errorFrom([&] { Archive(existing, AccessMode::create); });
+    QVERIFY(error && error->is(FileError::fileWriteFileExists));
+    QCOMPARE(readAll(existing), QByteArray("keep me"));
+
+    error = errorFrom([&] { packItem(root / "Nowhere", root / "new.zip", true, {}); });
+    QVERIFY(error && error->is(FileError::fileReadNoSuchFile));
+    QCOMPARE(error->localizedDescription(),
+             QStringLiteral("The file “%1” couldn’t be opened because there is no such file.")
+                 .arg(qpath(root / "Nowhere")));
     QVERIFY(!fs::exists(root / "new.zip"));
 }
 

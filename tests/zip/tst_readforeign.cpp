@@ -13,25 +13,16 @@ namespace fs = std::filesystem;
 
 namespace {
 
-const char* const pythonStreamWriter = R"(
+// Writes the files named after the archive with ZIP64 extra fields, or,
+// for the archive "-", to standard output, which cannot seek back: data
+// descriptors then.
+const char* const pythonWriter = R"(
 import sys, zipfile
-out = zipfile.ZipFile(sys.stdout.buffer, 'w', zipfile.ZIP_DEFLATED)
-for name in sys.argv[1:]:
-    with open(name, 'rb') as f:
-        data = f.read()
-    with out.open(name, 'w') as entry:
-        entry.write(data)
-out.close()
-)";
-
-const char* const pythonZip64Writer = R"(
-import sys, zipfile
-with zipfile.ZipFile(sys.argv[1], 'w', zipfile.ZIP_DEFLATED) as out:
+out = sys.argv[1]
+with zipfile.ZipFile(out if out != '-' else sys.stdout.buffer, 'w', zipfile.ZIP_DEFLATED) as z:
     for name in sys.argv[2:]:
-        with open(name, 'rb') as f:
-            data = f.read()
-        with out.open(name, 'w', force_zip64=True) as entry:
-            entry.write(data)
+        with open(name, 'rb') as f, z.open(name, 'w', force_zip64=out != '-') as entry:
+            entry.write(f.read())
 )";
 
 QByteArray bytesOf(std::span<const uint8_t> bytes) {
@@ -73,7 +64,6 @@ private Q_SLOTS:
     void lyingSizesEndWithShortResult();
     void walkEndsAtEncryptedOrMissingRecord();
     void compressionMethodOnlyMattersForFiles();
-    void damagedDeflateDataFails();
 
 private:
     fs::path archivePath(const char* name) const {
@@ -95,47 +85,34 @@ void ReadForeign::initTestCase() {
 }
 
 void ReadForeign::foreignArchivesExtractToTheirSource_data() {
-    QTest::addColumn<QString>("maker");
-    QTest::addColumn<QStringList>("arguments");
-    const QStringList files = {"Data/text.txt", "Data/random.bin", "Data/empty.txt",
-                               "Data/Ordner/innen.txt"};
-    QTest::newRow("Info-ZIP deflate, links kept")
-        << "zip" << QStringList{"-q", "-r", "-y", "infozip.zip", "Data"};
-    QTest::newRow("Info-ZIP stored")
-        << "zip" << QStringList{"-q", "-r", "-0", "-y", "stored.zip", "Data"};
-    QTest::newRow("Python stream, data descriptors") << "python-stream" << files;
+    // Run by sh in the test folder: $0 is the Python writer, $1 the archive.
+    QTest::addColumn<QString>("command");
+    QTest::addColumn<bool>("descriptors");
+    QTest::addColumn<bool>("zip64");
+    const QString files = "Data/text.txt Data/random.bin Data/empty.txt Data/Ordner/innen.txt";
+    QTest::newRow("Info-ZIP deflate, links kept") << "zip -q -r -y \"$1\" Data" << false << false;
+    QTest::newRow("Info-ZIP stored") << "zip -q -r -0 -y \"$1\" Data" << false << false;
+    QTest::newRow("Python stream, data descriptors")
+        << "python3 -c \"$0\" - " + files + " | cat > \"$1\"" << true << false;
     QTest::newRow("Python ZIP64 extra fields")
-        << "python3" << (QStringList{"-c", pythonZip64Writer, "zip64.zip"} + files);
-    QTest::newRow("bsdtar deflate")
-        << "bsdtar" << QStringList{"--format", "zip", "-cf", "bsdtar.zip", "Data"};
+        << "python3 -c \"$0\" \"$1\" " + files << false << true;
+    QTest::newRow("bsdtar deflate") << "bsdtar --format zip -cf \"$1\" Data" << true << false;
     QTest::newRow("bsdtar stored")
-        << "bsdtar" << QStringList{"--format", "zip",         "--options", "zip:compression=store",
-                                   "-cf",      "bsdtar0.zip", "Data"};
+        << "bsdtar --format zip --options zip:compression=store -cf \"$1\" Data" << true << false;
 }
 
 void ReadForeign::foreignArchivesExtractToTheirSource() {
-    QFETCH(QString, maker);
-    QFETCH(QStringList, arguments);
-    fs::path zip;
-    if (maker == QLatin1String("python-stream")) {
-        // Written to a pipe, so Python cannot seek back and uses descriptors.
-        const QStringList shell = {QStringLiteral("-c"),
-                                   QStringLiteral("python3 -c \"$0\" \"$@\" | cat > stream.zip"),
-                                   QString::fromLatin1(pythonStreamWriter)};
-        const ProcessResult made = run(QStringLiteral("sh"), shell + arguments);
-        QVERIFY2(made.exitCode == 0, made.output.constData());
-        zip = archivePath("stream.zip");
-    } else {
-        const ProcessResult made = run(maker, arguments);
-        QVERIFY2(made.exitCode == 0, made.output.constData());
-        for (const QString& argument : arguments) {
-            if (argument.endsWith(QLatin1String(".zip"))) {
-                zip = archivePath(argument.toLatin1().constData());
-            }
-        }
-    }
+    QFETCH(QString, command);
+    QFETCH(bool, descriptors);
+    QFETCH(bool, zip64);
+    const std::string tag = QTest::currentDataTag();
+    const fs::path zip = archivePath((tag + ".zip").c_str());
+    const ProcessResult made =
+        run(QStringLiteral("sh"),
+            {QStringLiteral("-c"), command, QString::fromLatin1(pythonWriter), qpath(zip)});
+    QVERIFY2(made.exitCode == 0, made.output.constData());
     Archive archive(zip, AccessMode::read);
-    const fs::path out = archivePath((QTest::currentDataTag() + std::string(" out")).c_str());
+    const fs::path out = archivePath((tag + " out").c_str());
     int files = 0;
     for (const Entry& entry : archive.entrySequence()) {
         const std::string path = entry.entryPath().toStdString();
@@ -144,12 +121,8 @@ void ReadForeign::foreignArchivesExtractToTheirSource() {
         switch (entry.entryType()) {
         case EntryType::file:
             ++files;
-            if (maker == QLatin1String("python-stream")) {
-                QVERIFY(entry.usesDataDescriptorFlag() && entry.dataDescriptor);
-            }
-            if (arguments.contains(QStringLiteral("zip64.zip"))) {
-                QVERIFY(entry.isZip64Entry());
-            }
+            QCOMPARE(entry.usesDataDescriptorFlag() && entry.dataDescriptor, descriptors);
+            QCOMPARE(entry.isZip64Entry(), zip64);
             QCOMPARE(readAll(out / path), readAll(path));
             QCOMPARE(crc, entry.entryChecksum());
             QCOMPARE(entry.entryUncompressedSize(), uint64_t(fs::file_size(path)));
@@ -196,13 +169,13 @@ void ReadForeign::endRecordSearch() {
     const fs::path zip = archivePath("end-record.zip");
     fs::remove(zip);
     writeFile(zip, bytes);
-    try {
+    int found = -1;
+    const auto error = errorFrom([&] {
         Archive archive(zip, AccessMode::read);
-        QCOMPARE(int(entriesOf(archive).size()), entries);
-    } catch (const Error& error) {
-        QVERIFY2(entries == -1, qPrintable(error.localizedDescription()));
-        QVERIFY(error.is(ArchiveError::missingEndOfCentralDirectoryRecord));
-    }
+        found = int(entriesOf(archive).size());
+    });
+    QCOMPARE(found, entries);
+    QVERIFY(!error || error->is(ArchiveError::missingEndOfCentralDirectoryRecord));
 }
 
 void ReadForeign::lyingSizesEndWithShortResult_data() {
@@ -242,15 +215,14 @@ void ReadForeign::lyingSizesEndWithShortResult() {
     const std::vector<Entry> entries = entriesOf(archive);
     QCOMPARE(entries.size(), std::size_t{1});
     QCOMPARE(entries[0].entryUncompressedSize(), uint64_t{1} << 60);
-    try {
-        const QByteArray delivered = readWhole(archive, entries[0]);
-        QVERIFY(!fails);
-        // Everything from the data to the end of the file, then the end.
+    QByteArray delivered;
+    const auto error = errorFrom([&] { delivered = readWhole(archive, entries[0]); });
+    QCOMPARE(error.has_value(), fails);
+    if (error) {
+        QVERIFY(error->is(CompressionError::corruptedData));
+    } else { // everything from the data to the end of the file, then the end
         QCOMPARE(delivered.size(), bytes.size() - qsizetype(entries[0].entryDataOffset()));
         QVERIFY(delivered.startsWith(data));
-    } catch (const Error& error) {
-        QVERIFY2(fails, qPrintable(error.localizedDescription()));
-        QVERIFY(error.is(CompressionError::corruptedData));
     }
 }
 
@@ -286,31 +258,11 @@ void ReadForeign::compressionMethodOnlyMattersForFiles() {
     Archive archive(zip, AccessMode::read);
     const auto entries = entriesOf(archive);
     QCOMPARE(entries.size(), std::size_t{2});
-    try {
-        readWhole(archive, entries[0]);
-        QFAIL("method 12 on a file must fail");
-    } catch (const Error& error) {
-        QVERIFY(error.is(ArchiveError::invalidCompressionMethod));
-    }
+    const auto error = errorFrom([&] { readWhole(archive, entries[0]); });
+    QVERIFY(error && error->is(ArchiveError::invalidCompressionMethod));
     uint32_t crc = 0;
     QCOMPARE(readWhole(archive, entries[1], &crc), QByteArray("ziel"));
     QCOMPARE(crc, entries[1].entryChecksum());
-}
-
-void ReadForeign::damagedDeflateDataFails() {
-    CraftedEntry entry{"kaputt", QByteArray(64, '\xff')};
-    entry.editLocal = [](LocalFileHeader& local) { local.compressionMethod = 8; };
-    const fs::path zip = archivePath("damaged.zip");
-    writeFile(zip, craftArchive({entry}));
-    Archive archive(zip, AccessMode::read);
-    const auto entries = entriesOf(archive);
-    QCOMPARE(entries.size(), std::size_t{1});
-    try {
-        archive.extractEntry(entries[0], archivePath("damaged-out"));
-        QFAIL("damaged deflate data must fail");
-    } catch (const Error& error) {
-        QVERIFY(error.is(CompressionError::corruptedData));
-    }
 }
 
 QTEST_GUILESS_MAIN(ReadForeign)
