@@ -2,7 +2,9 @@
 
 #include "workflows/ActionHost.h"
 #include "workflows/CompanionApplication.h"
+#include "workflows/DeleteDataViewModel.h"
 
+#include <QElapsedTimer>
 #include <QProcess>
 #include <QSignalSpy>
 
@@ -29,34 +31,28 @@ std::unique_ptr<QProcess> startStandIn(const QString& flatpakId = companionId) {
 
 } // namespace
 
+/// Finding and closing the companion application before a restore or a
+/// deletion, and the deletion of its data.
 class CompanionApplicationTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { QVERIFY(qEnvironmentVariableIsEmpty("FLATPAK_ID")); }
-    void applicationIdComesFromUnitName_data();
-    void applicationIdComesFromUnitName();
+    void initTestCase();
     void processIsKnownByUnitOrFlatpakId_data();
     void processIsKnownByUnitOrFlatpakId();
-    void firstMatchingStandInIsFoundAndKilled();
     void actionStartFollowsCompanionState_data();
     void actionStartFollowsCompanionState();
+    void deletionReportsOutcomeAndClosesAfterPause_data();
+    void deletionReportsOutcomeAndClosesAfterPause();
+    void screenClosedByLockWhileWorking();
+
+private:
+    QTemporaryDir m_home;
 };
 
-void CompanionApplicationTest::applicationIdComesFromUnitName_data() {
-    QTest::addColumn<QString>("unit");
-    QTest::addColumn<QString>("expected");
-    QTest::newRow("flatpak scope") << "app-flatpak-de.halvorn-123456.scope" << companionId;
-    QTest::newRow("service instance") << "app-kde-de.halvorn@a1b2.service" << companionId;
-    QTest::newRow("escaped dash") << "app-gnome-org.x\\x2dtool-7.scope"
-                                  << "org.x-tool";
-    QTest::newRow("session scope") << "session-2.scope" << QString();
-}
-
-void CompanionApplicationTest::applicationIdComesFromUnitName() {
-    QFETCH(QString, unit);
-    QFETCH(QString, expected);
-    QCOMPARE(applicationIdFromUnitName(unit).value_or(QString()), expected);
+void CompanionApplicationTest::initTestCase() {
+    QVERIFY(qEnvironmentVariableIsEmpty("FLATPAK_ID"));
+    useScratchHome(m_home);
 }
 
 void CompanionApplicationTest::processIsKnownByUnitOrFlatpakId_data() {
@@ -64,16 +60,22 @@ void CompanionApplicationTest::processIsKnownByUnitOrFlatpakId_data() {
     QTest::addColumn<QByteArray>("environment");
     QTest::addColumn<QString>("identifier");
     QTest::addColumn<QString>("unitCgroup");
-    const QByteArray unit = "user.slice/user@1000.service/app.slice/app-gnome-de.halvorn-42.scope";
-    const QByteArray terminal = "user.slice/app-gnome-org.gnome.Terminal-7.scope";
-    QTest::newRow("in a subgroup of its unit")
-        << unit + "/sub" << QByteArray("LANG=C") << companionId << QString(unit);
+    const QByteArray slice = "user.slice/user@1000.service/app.slice/";
+    const QByteArray scope = slice + "app-gnome-de.halvorn-42.scope";
+    QTest::newRow("subgroup of a launcher's scope")
+        << scope + "/sub" << QByteArray() << companionId << QString(scope);
+    QTest::newRow("service instance")
+        << slice + "app-kde-de.halvorn@a1b2.service" << QByteArray() << companionId
+        << QString(slice + "app-kde-de.halvorn@a1b2.service");
+    QTest::newRow("escaped dash") << slice + "app-org.x\\x2dtool-7.scope" << QByteArray()
+                                  << "org.x-tool" << QString(slice + "app-org.x\\x2dtool-7.scope");
     // Started from a terminal without a unit of its own: the terminal's unit
     // must never be killed in its place.
     QTest::newRow("flatpak in a terminal's unit")
-        << terminal << QByteArray("FLATPAK_ID=de.halvorn") << companionId << QString();
-    QTest::newRow("no application") << QByteArray("user.slice/session-2.scope")
-                                    << QByteArray("HOME=/h") << QString() << QString();
+        << slice + "app-gnome-org.gnome.Terminal-7.scope" << QByteArray("FLATPAK_ID=de.halvorn")
+        << companionId << QString();
+    QTest::newRow("no application")
+        << QByteArray("user.slice/session-2.scope") << QByteArray() << QString() << QString();
 }
 
 // A tree laid out like /proc, with one process in it.
@@ -83,35 +85,17 @@ void CompanionApplicationTest::processIsKnownByUnitOrFlatpakId() {
     QFETCH(QString, identifier);
     QFETCH(QString, unitCgroup);
     QTemporaryDir proc;
-    writeFile(proc.filePath("300/cgroup"), "0::/" + cgroup + "\n");
+    writeFile(proc.filePath("300/cgroup"), "1:name=x:/\n0::/" + cgroup + "\n");
     writeFile(proc.filePath("300/environ"), QByteArray("A=1") + '\0' + environment + '\0');
     writeFile(proc.filePath("not-a-pid/cgroup"), "0::/app-gnome-de.halvorn-1.scope\n");
 
-    const QList<RunningApplication> applications = runningApplications(proc.path());
-    QCOMPARE(applications.size(), identifier.isEmpty() ? 0 : 1);
-    if (!identifier.isEmpty()) {
-        QCOMPARE(applications[0].pid, 300);
-        QCOMPARE(applications[0].bundleIdentifier, identifier);
-        QCOMPARE(applications[0].unitCgroup, unitCgroup);
+    QStringList found;
+    for (const RunningApplication& application : runningApplications(proc.path())) {
+        found << QString::number(application.pid) << application.bundleIdentifier
+              << application.unitCgroup;
     }
-}
-
-void CompanionApplicationTest::firstMatchingStandInIsFoundAndKilled() {
-    auto other = startStandIn(QStringLiteral("de.halvorn.Helper"));
-    auto first = startStandIn();
-    auto second = startStandIn();
-    if (second->processId() < first->processId()) {
-        std::swap(first, second);
-    }
-    const std::optional<RunningApplication> found = findRunningApplication(companionId);
-    QVERIFY(found);
-    QCOMPARE(found->pid, first->processId());
-
-    forceTerminate(*found);
-    QVERIFY(first->waitForFinished(5000));
-    QCOMPARE(first->exitStatus(), QProcess::CrashExit);
-    QCOMPARE(second->state(), QProcess::Running);
-    QCOMPARE(other->state(), QProcess::Running);
+    QCOMPARE(found,
+             (identifier.isEmpty() ? QStringList() : QStringList{"300", identifier, unitCgroup}));
 }
 
 void CompanionApplicationTest::actionStartFollowsCompanionState_data() {
@@ -119,47 +103,111 @@ void CompanionApplicationTest::actionStartFollowsCompanionState_data() {
     QTest::addColumn<bool>("companionRuns");
     QTest::addColumn<bool>("confirm");
     QTest::addColumn<QString>("clause");
-    QTest::addColumn<int>("flipsAtOnce");
-    const QString restoreClause = "um die Wiederherstellung des Backups fortzusetzen?";
-    const QString deleteClause = "um die Datenlöschung fortzusetzen?";
     using A = ActionHost::Action;
-    QTest::newRow("create, companion running") << A::create << true << false << "" << 1;
-    QTest::newRow("restore, not running") << A::restore << false << false << "" << 1;
-    QTest::newRow("restore, OK") << A::restore << true << true << restoreClause << 0;
-    QTest::newRow("delete, OK") << A::delete_ << true << true << deleteClause << 0;
-    QTest::newRow("delete, Abbrechen") << A::delete_ << true << false << deleteClause << 0;
+    QTest::newRow("create, companion running") << A::create << true << false << "";
+    QTest::newRow("restore, not running") << A::restore << false << false << "";
+    QTest::newRow("restore, OK") << A::restore << true << true
+                                 << "um die Wiederherstellung des Backups fortzusetzen?";
+    QTest::newRow("delete, Abbrechen")
+        << A::delete_ << true << false << "um die Datenlöschung fortzusetzen?";
 }
 
+// Stand-ins for the companion application: two copies of it, and a helper
+// whose ID only begins like it. Only the first copy found is closed.
 void CompanionApplicationTest::actionStartFollowsCompanionState() {
     QFETCH(ActionHost::Action, action);
     QFETCH(bool, companionRuns);
     QFETCH(bool, confirm);
     QFETCH(QString, clause);
-    QFETCH(int, flipsAtOnce);
-    std::unique_ptr<QProcess> companion = companionRuns ? startStandIn() : nullptr;
+    const auto helper = startStandIn(QStringLiteral("de.halvorn.Helper"));
+    std::unique_ptr<QProcess> first = companionRuns ? startStandIn() : nullptr;
+    std::unique_ptr<QProcess> second = companionRuns ? startStandIn() : nullptr;
+    if (companionRuns && second->processId() < first->processId()) {
+        std::swap(first, second);
+    }
     ActionHost host;
     QSignalSpy flips(&host, &ActionHost::performActionChanged);
 
     host.startAction(action);
-    QCOMPARE(flips.count(), flipsAtOnce);
-    QCOMPARE(host.hasRunningApplication(), flipsAtOnce == 0);
-    if (flipsAtOnce == 1) {
-        QVERIFY(!companion || companion->state() == QProcess::Running);
-        return;
+    const bool asks = companionRuns && action != ActionHost::Action::create;
+    QCOMPARE(flips.count(), asks ? 0 : 1);
+    QCOMPARE(host.hasRunningApplication(), asks);
+    if (asks) {
+        QCOMPARE(host.closeAlertMessage(),
+                 "Möchtest du, dass das Programm die Corvina schließt, " + clause);
+        if (confirm) {
+            host.closeCompanionApplication();
+            QVERIFY(first->waitForFinished(5000));
+            QCOMPARE(first->exitStatus(), QProcess::CrashExit);
+            QCOMPARE(flips.count(), 0); // the action waits a second for it to go
+            QTRY_COMPARE_WITH_TIMEOUT(flips.count(), 1, 3000);
+        } else {
+            host.dismissCloseAlert();
+        }
+        QVERIFY(!host.hasRunningApplication());
     }
-    QCOMPARE(host.closeAlertMessage(),
-             "Möchtest du, dass das Programm die Corvina schließt, " + clause);
-    if (confirm) {
-        host.closeCompanionApplication();
-        QVERIFY(companion->waitForFinished(5000));
-        QCOMPARE(flips.count(), 0);
-        QTRY_COMPARE_WITH_TIMEOUT(flips.count(), 1, 3000);
-    } else {
-        host.dismissCloseAlert();
-        QCOMPARE(flips.count(), 0);
-        QCOMPARE(companion->state(), QProcess::Running);
+    QCOMPARE(flips.count(), confirm || !asks ? 1 : 0);
+    QCOMPARE(helper->state(), QProcess::Running);
+    QVERIFY(!second || second->state() == QProcess::Running);
+    QVERIFY(!first || confirm || first->state() == QProcess::Running);
+}
+
+void CompanionApplicationTest::deletionReportsOutcomeAndClosesAfterPause_data() {
+    QTest::addColumn<bool>("dataPresent");
+    QTest::addColumn<QString>("message");
+    QTest::newRow("data deleted") << true << "Die Daten wurden erfolgreich gelöscht.";
+    QTest::newRow("no data folder") << false << "Fehler beim Löschen der Daten.";
+}
+
+void CompanionApplicationTest::deletionReportsOutcomeAndClosesAfterPause() {
+    QFETCH(bool, dataPresent);
+    QFETCH(QString, message);
+    const QString data = companionDataDirectory();
+    QVERIFY(QDir(data).removeRecursively());
+    // A link in the data leads to a folder outside, which must survive.
+    const QString outside = m_home.filePath("outside");
+    writeFile(outside + "/precious", "keep");
+    if (dataPresent) {
+        writeFile(data + "/.hidden/deep/database.sqlite", "x");
+        QVERIFY(QFile::link(outside, data + "/link"));
     }
-    QVERIFY(!host.hasRunningApplication());
+    writeFile(companionContainerDirectory() + "/beside", "stays");
+    ActionHost host;
+    DeleteDataViewModel model;
+    model.setHost(&host);
+    // The tick box is the button flag turned round, and opens ticked.
+    QVERIFY(model.isConfirmed());
+    model.setIsConfirmed(false);
+    QVERIFY(host.isSaveButtonDisabled());
+    model.setIsConfirmed(true);
+
+    QSignalSpy closed(&host, &ActionHost::closeViewRequested);
+    QElapsedTimer clock;
+    clock.start();
+    host.flipPerformAction();
+    QCOMPARE(host.progressLoadText(), QStringLiteral("App wird gelöscht."));
+    QTRY_COMPARE(host.messageText(), message);
+    // The caption stays for the pause, then the sheet closes either way.
+    QCOMPARE(host.progressLoadText(), QStringLiteral("App wird gelöscht."));
+    QTRY_COMPARE_WITH_TIMEOUT(closed.count(), 1, 5000);
+    QVERIFY(clock.elapsed() >= 1000 && host.progressLoadText().isEmpty());
+    QVERIFY(!QFileInfo::exists(data));
+    QCOMPARE(readFile(companionContainerDirectory() + "/beside"), QByteArray("stays"));
+    QCOMPARE(readFile(outside + "/precious"), QByteArray("keep"));
+}
+
+// A lock takes the screen away while the deletion runs: the deletion still
+// completes, and its end reaches nothing that has gone.
+void CompanionApplicationTest::screenClosedByLockWhileWorking() {
+    writeFile(companionDataDirectory() + "/database.sqlite", "x");
+    ActionHost host;
+    auto model = std::make_unique<DeleteDataViewModel>();
+    model->setHost(&host);
+    const QFuture<EncryptionResult> run = model->runDeletion();
+    model.reset();
+    QCOMPARE(run.result(), EncryptionResult::success());
+    QCoreApplication::processEvents();
+    QVERIFY(host.messageText().isEmpty() && !QFileInfo::exists(companionDataDirectory()));
 }
 
 QTEST_GUILESS_MAIN(CompanionApplicationTest)

@@ -4,6 +4,8 @@
 #include "engine/FinderComment.h"
 #include "workflows/ActionHost.h"
 #include "workflows/CreateZipViewModel.h"
+#include "workflows/PathViewModel.h"
+#include "workflows/StorageLocation.h"
 
 #include <QSignalSpy>
 
@@ -17,18 +19,20 @@ QStringList backupsIn(const QString& folder) {
 }
 
 bool opensWith(const QString& backup, const QString& password) {
-    auto report = EncryptionService::shared().verifyEncryptedArchive(backup, password);
-    return report.result().isSound();
+    return EncryptionService::shared().verifyEncryptedArchive(backup, password).result().isSound();
 }
 
 } // namespace
 
+/// The storage folder as the settings screen chooses it, and the create
+/// controller that makes backups into it.
 class CreateBackupControllerTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
     void initTestCase() { useScratchHome(m_home); }
     void init();
+    void chosenFolderIsStoredAsPlainPath();
     void backupFromControllerStateLandsInStoredFolder_data();
     void backupFromControllerStateLandsInStoredFolder();
     void failedRunKeepsSheetOpenAndNextRunWorks();
@@ -38,13 +42,37 @@ private Q_SLOTS:
 private:
     QTemporaryDir m_home;
     QString m_storage = m_home.filePath("storage");
+    ActionHost m_host;
 };
 
 void CreateBackupControllerTest::init() {
+    m_host.setMessageText(QString());
+    m_host.setProgressLoadText(QString());
+    m_host.setIsSaveButtonDisabled(false);
     QVERIFY(QDir(m_storage).removeRecursively() && QDir().mkpath(m_storage));
     QVERIFY(QDir(companionDataDirectory()).removeRecursively());
     writeFile(companionDataDirectory() + "/Documents/Brief.txt", QByteArray(50000, 'd'));
     storeStorageFolder(m_storage);
+}
+
+// Spaces, umlauts and characters of URL syntax keep the path as it is.
+void CreateBackupControllerTest::chosenFolderIsStoredAsPlainPath() {
+    const QString folderName = QStringLiteral("Sicherungen für Jürgen a%20b#c?d");
+    storeStorageFolder(QString());
+    const QString folder = m_home.filePath(folderName);
+    QVERIFY(QDir().mkpath(folder));
+    PathViewModel model;
+    QVERIFY(model.restorePath().isEmpty());
+    model.chooseFolder(QUrl::fromLocalFile(folder));
+    QCOMPARE(model.folderName(), folderName);
+    QCOMPARE(model.folderPath(), folder);
+    // The command-line tool reads the same bare path, without a scheme.
+    QCOMPARE(QSettings().value(QStringLiteral("savedPathKey")).toString(), folder);
+    QCOMPARE(PathViewModel().restorePath(), QUrl::fromLocalFile(folder));
+    QCOMPARE(CreateZipViewModel().destinationPathText(), folder);
+    // A cancelled dialog changes nothing.
+    model.chooseFolder(QUrl());
+    QCOMPARE(storedStoragePath(), folder);
 }
 
 void CreateBackupControllerTest::backupFromControllerStateLandsInStoredFolder_data() {
@@ -59,50 +87,45 @@ void CreateBackupControllerTest::backupFromControllerStateLandsInStoredFolder() 
     QFETCH(QString, storedPassword);
     QFETCH(QString, comment);
     setArchivePassword(storedPassword);
-    ActionHost host;
     CreateZipViewModel model;
-    model.setHost(&host);
+    model.setHost(&m_host);
     model.setComment(comment);
-    QSignalSpy closed(&host, &ActionHost::closeViewRequested);
+    QSignalSpy closed(&m_host, &ActionHost::closeViewRequested);
 
-    host.startAction(ActionHost::Action::create);
-    QCOMPARE(host.progressLoadText(), QStringLiteral("Backup wird erstellt."));
+    m_host.startAction(ActionHost::Action::create);
+    QCOMPARE(m_host.progressLoadText(), QStringLiteral("Backup wird erstellt."));
     QTRY_COMPARE_WITH_TIMEOUT(closed.count(), 1, 60000);
-    QCOMPARE(host.messageText(), QStringLiteral("Das Backup wurde erfolgreich erstellt."));
-    QVERIFY(host.progressLoadText().isEmpty());
-
+    QCOMPARE(m_host.messageText(), QStringLiteral("Das Backup wurde erfolgreich erstellt."));
+    QVERIFY(m_host.progressLoadText().isEmpty());
     const QStringList backups = backupsIn(m_storage);
     QCOMPARE(backups.size(), 1);
     const QString backup = m_storage + "/" + backups.first();
-    QVERIFY(opensWith(backup, storedPassword));
-    QVERIFY(!opensWith(backup, storedPassword + "x"));
+    QVERIFY(opensWith(backup, storedPassword) && !opensWith(backup, storedPassword + "x"));
     QCOMPARE(readFinderComment(backup).value_or(QString()), comment);
 }
 
 void CreateBackupControllerTest::failedRunKeepsSheetOpenAndNextRunWorks() {
     QVERIFY(QDir(companionDataDirectory()).removeRecursively());
-    ActionHost host;
     CreateZipViewModel model;
-    model.setHost(&host);
+    model.setHost(&m_host);
     model.setComment("bleibt");
-    QSignalSpy closed(&host, &ActionHost::closeViewRequested);
-    QSignalSpy captions(&host, &ActionHost::progressLoadTextChanged);
+    QSignalSpy closed(&m_host, &ActionHost::closeViewRequested);
+    QSignalSpy captions(&m_host, &ActionHost::progressLoadTextChanged);
 
-    host.flipPerformAction();
+    m_host.flipPerformAction();
     QTRY_COMPARE_WITH_TIMEOUT(captions.count(), 2, 30000);
-    QVERIFY(host.messageText().isEmpty());
+    QVERIFY(m_host.messageText().isEmpty() && model.zipStatusMessage().isEmpty());
     QCOMPARE(closed.count(), 0);
     QCOMPARE(model.comment(), QStringLiteral("bleibt"));
-    QVERIFY(model.zipStatusMessage().isEmpty());
 
     // The flip back to false orders a run just as well.
     writeFile(companionDataDirectory() + "/database.sqlite", "wieder da");
-    host.flipPerformAction();
+    m_host.flipPerformAction();
     QTRY_COMPARE_WITH_TIMEOUT(closed.count(), 1, 60000);
     QCOMPARE(backupsIn(m_storage).size(), 1);
 
     // Without a stored folder the run fails at once, and no alert shows.
-    clearStorageFolder();
+    storeStorageFolder(QString());
     CreateZipViewModel unset;
     QCOMPARE(unset.createArchive(QString()).result(),
              EncryptionResult::failure(FinderCommentError::Case::archiveCreationFailed));
@@ -112,23 +135,21 @@ void CreateBackupControllerTest::failedRunKeepsSheetOpenAndNextRunWorks() {
 
 void CreateBackupControllerTest::folderPresenceDrivesAlertAndButtonFlag() {
     const QString missingText = "Der Speicherort für das Backup wurde nicht gefunden.";
-    ActionHost host;
     CreateZipViewModel model;
-    model.setHost(&host);
+    model.setHost(&m_host);
     QCoreApplication::processEvents();
-    QVERIFY(model.isDirectoryAvailable() && !host.isSaveButtonDisabled());
+    QVERIFY(model.isDirectoryAvailable() && !m_host.isSaveButtonDisabled());
 
     const QString away = m_home.filePath("away");
     QVERIFY(QDir().rename(m_storage, away));
     QTRY_VERIFY(!model.isDirectoryAvailable());
     QCOMPARE(model.zipStatusMessage(), missingText);
     // The flag takes the availability as it stands: the button stays usable.
-    QVERIFY(!host.isSaveButtonDisabled());
-    model.setZipStatusMessage(QString());
+    QVERIFY(!m_host.isSaveButtonDisabled());
+    model.dismissStatusAlert();
     QVERIFY(QDir().rename(away, m_storage));
     QTRY_VERIFY(model.isDirectoryAvailable());
-    QVERIFY(host.isSaveButtonDisabled());
-    QVERIFY(model.zipStatusMessage().isEmpty());
+    QVERIFY(m_host.isSaveButtonDisabled() && model.zipStatusMessage().isEmpty());
 
     // Missing at opening: the alert shows at once.
     QVERIFY(QDir(m_storage).removeRecursively());
@@ -139,15 +160,14 @@ void CreateBackupControllerTest::folderPresenceDrivesAlertAndButtonFlag() {
 // A lock takes the screen away while the backup runs: the backup still
 // completes, and its end reaches nothing that has gone.
 void CreateBackupControllerTest::screenClosedByLockWhileWorking() {
-    ActionHost host;
     auto model = std::make_unique<CreateZipViewModel>();
-    model->setHost(&host);
+    model->setHost(&m_host);
     const QFuture<EncryptionResult> run = model->runAction();
     model.reset();
     QCOMPARE(run.result(), EncryptionResult::success());
     QCoreApplication::processEvents();
     QCOMPARE(backupsIn(m_storage).size(), 1);
-    QVERIFY(host.messageText().isEmpty());
+    QVERIFY(m_host.messageText().isEmpty());
 }
 
 QTEST_GUILESS_MAIN(CreateBackupControllerTest)

@@ -17,7 +17,7 @@ int openDescriptorCount() {
                    .size());
 }
 
-using Change = std::function<void(const QString& folder, const QString& outside)>;
+using Change = std::function<void(const QString& folder)>;
 
 } // namespace
 
@@ -36,24 +36,18 @@ private Q_SLOTS:
 void FolderMonitorTest::reportsChangesOfTheEntryListOnly_data() {
     QTest::addColumn<Change>("change");
     QTest::addColumn<int>("expectedCalls");
-    QTest::newRow("file created") << Change([](auto f, auto) { writeFile(f + "/new", ""); }) << 1;
-    QTest::newRow("file deleted") << Change([](auto f, auto) { QFile::remove(f + "/file"); }) << 1;
+    QTest::newRow("file created") << Change([](auto f) { writeFile(f + "/new", ""); }) << 1;
+    QTest::newRow("file deleted") << Change([](auto f) { QFile::remove(f + "/file"); }) << 1;
     // A rename within the folder is two events: the old name goes, the new one comes.
-    QTest::newRow("file renamed") << Change([](auto f, auto) {
+    QTest::newRow("file renamed") << Change([](auto f) {
         QFile::rename(f + "/file", f + "/renamed");
     }) << 2;
-    QTest::newRow("file moved in")
-        << Change([](auto f, auto o) { QFile::rename(o + "/spare", f + "/spare"); }) << 1;
-    QTest::newRow("file moved out")
-        << Change([](auto f, auto o) { QFile::rename(f + "/file", o + "/gone"); }) << 1;
-    QTest::newRow("folder created") << Change([](auto f, auto) { QDir(f).mkdir("made"); }) << 1;
     QTest::newRow("content rewritten")
-        << Change([](auto f, auto) { writeFile(f + "/file", "new content"); }) << 0;
+        << Change([](auto f) { writeFile(f + "/file", "new content"); }) << 0;
     QTest::newRow("permissions changed")
-        << Change([](auto f, auto) { QFile::setPermissions(f + "/file", QFileDevice::ReadOwner); })
-        << 0;
+        << Change([](auto f) { QFile::setPermissions(f + "/file", QFileDevice::ReadOwner); }) << 0;
     QTest::newRow("file created in subfolder")
-        << Change([](auto f, auto) { writeFile(f + "/sub/deep", ""); }) << 0;
+        << Change([](auto f) { writeFile(f + "/sub/deep", ""); }) << 0;
 }
 
 // After the change the marker file "zz-marker" is created. inotify keeps the
@@ -65,7 +59,6 @@ void FolderMonitorTest::reportsChangesOfTheEntryListOnly() {
     const QString folder = root.filePath("watched");
     writeFile(folder + "/file", "x");
     QVERIFY(QDir().mkpath(folder + "/sub"));
-    writeFile(root.filePath("outside/spare"), "x");
 
     std::atomic<int> calls = 0;
     FolderMonitor monitor(folder);
@@ -73,7 +66,7 @@ void FolderMonitorTest::reportsChangesOfTheEntryListOnly() {
     monitor.startMonitoring();
     QVERIFY(monitor.isMonitoring());
 
-    change(folder, root.filePath("outside"));
+    change(folder);
     writeFile(folder + "/zz-marker", "");
     QTRY_VERIFY(calls >= expectedCalls + 1);
     QCOMPARE(calls.load(), expectedCalls + 1);

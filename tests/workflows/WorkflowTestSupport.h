@@ -45,12 +45,10 @@ inline void setArchivePassword(const QString& password) {
                        : keychain.writeString(password, zipPasswordKey);
 }
 
+/// Stores the storage folder as the settings screen does; empty removes it.
 inline void storeStorageFolder(const QString& folder) {
-    QSettings().setValue(QStringLiteral("savedPathKey"), folder);
-}
-
-inline void clearStorageFolder() {
-    QSettings().remove(QStringLiteral("savedPathKey"));
+    folder.isEmpty() ? QSettings().remove(QStringLiteral("savedPathKey"))
+                     : QSettings().setValue(QStringLiteral("savedPathKey"), folder);
 }
 
 } // namespace corvina::testing
