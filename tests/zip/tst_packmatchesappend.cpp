@@ -114,19 +114,11 @@ void PackMatchesAppend::sameBytesAsAppendItem() {
     QCOMPARE(lstat(fast.c_str(), &st), 0);
     QCOMPARE(st.st_mode & 0777, 0600u);
 
+    // Both sides walk the tree alike; the names must come through all the same.
     Archive archive(fast, AccessMode::read);
-    QStringList paths;
-    for (const Entry& entry : archive.entrySequence()) {
-        paths << entry.entryPath();
-    }
-    if (keepParentFolder) {
-        QCOMPARE(paths.last(), QStringLiteral("Data/"));
-        for (const QString& path : paths) {
-            QVERIFY2(path.startsWith(QStringLiteral("Data/")), qPrintable(path));
-        }
-    }
-    QVERIFY(paths.contains(QStringLiteral("%1Grüße/Äpfel und Öl.txt")
-                               .arg(keepParentFolder ? QStringLiteral("Data/") : QString())));
+    const QString prefix = keepParentFolder ? QStringLiteral("Data/") : QString();
+    QVERIFY(archive.entry(prefix + QStringLiteral("Grüße/Äpfel und Öl.txt")));
+    QVERIFY(archive.entry(prefix + QStringLiteral("a/leer2/")));
 }
 
 void PackMatchesAppend::otherToolsAcceptTheArchive() {

@@ -7,13 +7,14 @@
 #include "zip/Archive.h"
 #include "zip/ExtractionRoot.h"
 
-#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -65,20 +66,9 @@ const fs::path& scratch() {
 }
 
 bool writeInput(const fs::path& path, const uint8_t* data, size_t size) {
-    const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-    if (fd < 0) {
-        return false;
-    }
-    size_t done = 0;
-    while (done < size) {
-        const ssize_t n = ::write(fd, data + done, size - done);
-        if (n <= 0) {
-            break;
-        }
-        done += static_cast<size_t>(n);
-    }
-    ::close(fd);
-    return done == size;
+    std::ofstream file(path, std::ios::binary | std::ios::trunc);
+    return static_cast<bool>(
+        file.write(reinterpret_cast<const char*>(data), std::streamsize(size)));
 }
 
 } // namespace
@@ -125,18 +115,12 @@ int main(int argc, char** argv) {
         }
     }
     for (const fs::path& path : inputs) {
-        std::FILE* file = std::fopen(path.c_str(), "rb");
-        if (file == nullptr) {
+        std::ifstream file(path, std::ios::binary);
+        if (!file) {
             std::fprintf(stderr, "cannot read %s\n", path.c_str());
             return 1;
         }
-        std::vector<uint8_t> bytes;
-        uint8_t buffer[65536];
-        size_t n = 0;
-        while ((n = std::fread(buffer, 1, sizeof buffer, file)) > 0) {
-            bytes.insert(bytes.end(), buffer, buffer + n);
-        }
-        std::fclose(file);
+        const std::vector<uint8_t> bytes(std::istreambuf_iterator<char>(file), {});
         LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
     }
     std::printf("replayed %zu inputs\n", inputs.size());
