@@ -67,6 +67,9 @@ ApplicationWindow {
                 implicitWidth: 32
                 implicitHeight: 32
                 display: AbstractButton.IconOnly
+                // The keyboard stays with the content: after a lock the gate's
+                // input has it.
+                focusPolicy: Qt.NoFocus
                 Accessible.name: AppDelegate.lockItemLabel
                 Accessible.description: AppDelegate.lockItemPaletteLabel
                 ToolTip.visible: hovered

@@ -40,7 +40,8 @@ FocusScope {
         Text {
             objectName: "title"
             Layout.alignment: Qt.AlignHCenter
-            bottomPadding: 60
+            topPadding: 100
+            bottomPadding: 100
             text: "Corvina-Backup-Manager"
             font: Theme.font("roboto_regular42")
             color: Theme.accentColor
@@ -116,6 +117,8 @@ FocusScope {
                         verticalAlignment: TextInput.AlignVCenter
                         echoMode: TextInput.Password
                         passwordCharacter: "\u2022"
+                        // The bundled Roboto stands in for the system font: the
+                        // placeholder must fit the field whatever the desktop's font.
                         font.family: Theme.font("roboto_regular24").family
                         font.pixelSize: 24
                         color: Theme.accentColor

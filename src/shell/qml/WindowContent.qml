@@ -64,6 +64,8 @@ FocusScope {
             readonly property PasswordEntryView gate: gateView
 
             Component.onCompleted: AppDelegate.lockedContentAppeared()
+            // The password can be typed at once, also after a lock.
+            StackView.onActivating: gateView.forceActiveFocus()
             // A gate on its way out must not lock the session again.
             StackView.onDeactivating: gateView.viewModel.cancel()
 
