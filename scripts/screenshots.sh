@@ -1,10 +1,12 @@
 #!/usr/bin/env bash
 # Starts the window program under Xvfb with a private keyring and saves
-# screenshots of its looks into a folder:
-#   unlocked.png         started without a master password
-#   locked.png           started with a master password in the keyring
-#   wrong-password.png   just after a wrong password was entered
+# screenshots of its window into a folder:
+#   unlocked.png              started without a master password
+#   locked.png                started with a master password in the keyring
+#   wrong-password.png        just after a wrong password was entered
 #   unlocked-by-password.png  after the right password
+#   tile-hover.png            the pointer over the tile "Löschen"
+#   locked-again.png          after a click on the lock item
 #
 #   scripts/screenshots.sh [OUTPUT_FOLDER] [BUILD_FOLDER]
 # The build folder defaults to the release build of scripts/run.sh; it is
@@ -33,7 +35,10 @@ exec bash "$root/scripts/with-keyring.sh" bash -c '
     export DISPLAY=":$(cat "$XDG_RUNTIME_DIR/display")"
     export QT_QPA_PLATFORM=xcb
 
-    shoot() { import -window root "$CORVINA_SHOTS/$1"; echo "saved $CORVINA_SHOTS/$1"; }
+    shoot() { import -window "$window" "$CORVINA_SHOTS/$1"; echo "saved $CORVINA_SHOTS/$1"; }
+    # Pointer positions in the window: the header tool bar is 40 high, the
+    # tiles are centred below it.
+    point() { xdotool mousemove --window "$window" "$1" "$2"; }
     start() {
         "$CORVINA_PROGRAM" >/dev/null 2>&1 &
         app=$!
@@ -44,6 +49,8 @@ exec bash "$root/scripts/with-keyring.sh" bash -c '
         done
         # Without a window manager nobody gives the new window the keyboard.
         xdotool windowfocus --sync "$window"
+        # The pointer starts in the middle of the screen; away from the tiles.
+        xdotool mousemove --screen 0 3 3
     }
 
     # Without a master password the program opens unlocked.
@@ -67,5 +74,12 @@ exec bash "$root/scripts/with-keyring.sh" bash -c '
     xdotool key Return
     sleep 2.5
     shoot unlocked-by-password.png
+    point 450 340
+    sleep 0.8
+    shoot tile-hover.png
+    point 24 20
+    xdotool click 1
+    sleep 2
+    shoot locked-again.png
     kill "$app"; wait "$app" 2>/dev/null || true
 '
