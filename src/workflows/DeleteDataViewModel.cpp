@@ -61,11 +61,9 @@ void DeleteDataViewModel::setHost(ActionHost* host) {
 }
 
 QFuture<EncryptionResult> DeleteDataViewModel::runDeletion() {
-    if (!m_host) {
-        return QtFuture::makeReadyFuture(
-            EncryptionResult::failure(FinderCommentError::Case::failedToAddComment));
+    if (m_host) {
+        m_host->setProgressLoadText(QStringLiteral("App wird gelöscht."));
     }
-    m_host->setProgressLoadText(QStringLiteral("App wird gelöscht."));
     const QString location = companionDataDirectory();
     QFuture<EncryptionResult> run = deleteCompanionData(location);
     whenFinished(this, run, [host = m_host, location](const EncryptionResult& result) {

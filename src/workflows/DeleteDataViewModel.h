@@ -54,7 +54,6 @@ public:
     /// gelöscht." or "Fehler beim Löschen der Daten."), then after one second
     /// with the caption still up, the sheet closes, either way. The future
     /// finishes with the deletion's result, also when the model has gone.
-    /// Without a host nothing is deleted.
     QFuture<EncryptionResult> runDeletion();
 
 Q_SIGNALS:
