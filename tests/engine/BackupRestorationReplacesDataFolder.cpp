@@ -11,6 +11,7 @@
 
 using namespace corvina;
 using namespace corvina::testing;
+using namespace Qt::StringLiterals;
 using Case = FinderCommentError::Case;
 
 namespace {
@@ -18,7 +19,7 @@ namespace {
 const QString craftZip = QStringLiteral(CORVINA_TEST_SCRIPTS "/craft_zip.py");
 
 EncryptionResult restore(const QString& backup, const QString& container,
-                         const QString& password = QStringLiteral("pw")) {
+                         const QString& password = u"pw"_s) {
     return EncryptionService::shared()
         .restoreEncryptedArchive(backup, container, password)
         .result();
@@ -27,15 +28,14 @@ EncryptionResult restore(const QString& backup, const QString& container,
 /// A backup of a ZIP written by Python's zipfile with the given entries
 /// ("path=content", "path->target", "path/"), or of `plain` as it stands.
 QString backupOf(const QString& folder, const QStringList& entries, const QByteArray& plain = {}) {
-    const QString zip = folder + QStringLiteral("/plain.zip");
-    const QString backup = folder + QStringLiteral("/backup.halvorn");
+    const QString zip = folder + u"/plain.zip"_s;
+    const QString backup = folder + u"/backup.halvorn"_s;
     if (entries.isEmpty()) {
         writeFile(zip, plain);
-    } else if (!runProgram(python(),
-                           QStringList{craftZip, QStringLiteral("entries"), zip} + entries)) {
+    } else if (!runProgram(python(), QStringList{craftZip, u"entries"_s, zip} + entries)) {
         return {};
     }
-    return openssl(false, zip, backup, QStringLiteral("pw")) ? backup : QString();
+    return openssl(false, zip, backup, u"pw"_s) ? backup : QString();
 }
 
 QStringList names(const QString& folder) {
@@ -70,7 +70,7 @@ private Q_SLOTS:
 
     void roundTripBringsTreeBackOverOldData() {
         QTemporaryDir work;
-        const QString source = work.filePath(QStringLiteral("source/Data"));
+        const QString source = work.filePath(u"source/Data"_s);
         const auto file = [&](const char* name, const QByteArray& content, mode_t mode,
                               time_t mtime) {
             const QString path = source + QLatin1Char('/') + QString::fromUtf8(name);
@@ -85,59 +85,51 @@ private Q_SLOTS:
         file("Grüße – März/datei mit Leerzeichen", "Umlaute", 0644, 981173106);
         file("setuid-tool", "#!/bin/sh\n", 04755, 981173106);
         file("sticky", "sticky", 01644, 981173106);
-        QDir().mkpath(source + QStringLiteral("/leer"));
-        QFile::link(QStringLiteral("notes.txt"), source + QStringLiteral("/link"));
-        QFile::link(QStringLiteral("nowhere"), source + QStringLiteral("/dangling"));
-        QFile::link(QStringLiteral("../notes.txt"), source + QStringLiteral("/leer/hoch"));
+        QDir().mkpath(source + u"/leer"_s);
+        QFile::link(u"notes.txt"_s, source + u"/link"_s);
+        QFile::link(u"nowhere"_s, source + u"/dangling"_s);
+        QFile::link(u"../notes.txt"_s, source + u"/leer/hoch"_s);
         // A link whose path holds a space or an umlaut is made at the
         // percent-escaped path, in a folder that does not exist: skipped.
-        QFile::link(QStringLiteral("x"), source + QStringLiteral("/Grüße – März/verweis"));
+        QFile::link(u"x"_s, source + u"/Grüße – März/verweis"_s);
         auto expected = asRestored(snapshot(source));
-        expected.remove(QStringLiteral("Grüße – März/verweis"));
+        expected.remove(u"Grüße – März/verweis"_s);
 
-        const QString container = work.filePath(QStringLiteral("container"));
-        writeFile(container + QStringLiteral("/Data/.alt-versteckt"), "alt");
-        writeFile(container + QStringLiteral("/Data/altordner/x"), "alt");
+        const QString container = work.filePath(u"container"_s);
+        writeFile(container + u"/Data/.alt-versteckt"_s, "alt");
+        writeFile(container + u"/Data/altordner/x"_s, "alt");
         const CreatedBackup created =
-            EncryptionService::shared()
-                .createBackup(source, work.path(), QStringLiteral("pw"), {})
-                .result();
+            EncryptionService::shared().createBackup(source, work.path(), u"pw"_s, {}).result();
         m_log.clear();
         QCOMPARE(restore(created.backupFile, container), EncryptionResult::success());
-        QCOMPARE(asRestored(snapshot(container + QStringLiteral("/Data"))), expected);
-        QCOMPARE(names(container), QStringList{QStringLiteral("Data")});
-        QCOMPARE(m_log.filter(QStringLiteral("Ошибка создания символической ссылки: ")).size(), 1);
+        QCOMPARE(asRestored(snapshot(container + u"/Data"_s)), expected);
+        QCOMPARE(names(container), QStringList{u"Data"_s});
+        QCOMPARE(m_log.filter(u"Ошибка создания символической ссылки: "_s).size(), 1);
         QVERIFY(m_log.contains(QStringLiteral(
             "Символическая ссылка Data/link восстановлена, указывает на notes.txt.")));
     }
 
     void logLinesFollowTheSteps() {
         QTemporaryDir work;
-        const QString backup =
-            backupOf(work.path(), {QStringLiteral("Data/d/"), QStringLiteral("Data/d/a=inhalt")});
-        const QString c = work.filePath(QStringLiteral("c"));
-        QDir().mkpath(c + QStringLiteral("/Data"));
+        const QString backup = backupOf(work.path(), {u"Data/d/"_s, u"Data/d/a=inhalt"_s});
+        const QString c = work.filePath(u"c"_s);
+        QDir().mkpath(c + u"/Data"_s);
         QCOMPARE(restore(backup, c), EncryptionResult::success());
-        QCOMPARE(
-            m_log,
-            QStringList(
-                {QStringLiteral("Размер зашифрованного архива: 0.000213623046875 МБ"),
-                 QStringLiteral("Начало расшифровки данных архива."),
-                 QStringLiteral("Расшифровка завершена. Размер расшифрованных данных: "
-                                "%1 байт")
-                     .arg(QFileInfo(work.filePath(QStringLiteral("plain.zip"))).size()),
-                 QStringLiteral("Временный расшифрованный архив сохранен: %1/.decryptedArchive.zip")
-                     .arg(c),
-                 QStringLiteral("Архив успешно открыт для чтения. Начало распаковки."),
-                 QStringLiteral("Обрабатывается файл: Data/d/"),
-                 QStringLiteral("Тип записи: директория"),
-                 QStringLiteral("Обрабатывается файл: Data/d/a"),
-                 QStringLiteral("Тип записи: файл"),
-                 QStringLiteral("Файл успешно извлечен: %1/.TempData/d/a").arg(c),
-                 QStringLiteral("Распаковка завершена."),
-                 QStringLiteral("Очистка директории: %1/Data").arg(c),
-                 QStringLiteral("Данные успешно восстановлены в директорию: %1/Data").arg(c),
-                 QStringLiteral("Временные файлы удалены.")}));
+        QCOMPARE(m_log,
+                 QStringList(
+                     {u"Размер зашифрованного архива: 0.000213623046875 МБ"_s,
+                      u"Начало расшифровки данных архива."_s,
+                      QStringLiteral("Расшифровка завершена. Размер расшифрованных данных: "
+                                     "%1 байт")
+                          .arg(QFileInfo(work.filePath(u"plain.zip"_s)).size()),
+                      u"Временный расшифрованный архив сохранен: %1/.decryptedArchive.zip"_s.arg(c),
+                      u"Архив успешно открыт для чтения. Начало распаковки."_s,
+                      u"Обрабатывается файл: Data/d/"_s, u"Тип записи: директория"_s,
+                      u"Обрабатывается файл: Data/d/a"_s, u"Тип записи: файл"_s,
+                      u"Файл успешно извлечен: %1/.TempData/d/a"_s.arg(c),
+                      u"Распаковка завершена."_s, u"Очистка директории: %1/Data"_s.arg(c),
+                      u"Данные успешно восстановлены в директорию: %1/Data"_s.arg(c),
+                      u"Временные файлы удалены."_s}));
     }
 
     void failureLeavesDataFolderUntouched_data() {
@@ -147,7 +139,7 @@ private Q_SLOTS:
         QTest::addColumn<bool>("unpacked");
         const int failed = static_cast<int>(Case::archiveCreationFailed);
         const int notZip = static_cast<int>(Case::missingEndOfCentralDirectoryRecord);
-        const QStringList good{QStringLiteral("Data/a=1")};
+        const QStringList good{u"Data/a=1"_s};
         QTest::newRow("wrong password") << good << QByteArray("password") << failed << false;
         QTest::newRow("truncated backup") << good << QByteArray("truncate") << failed << false;
         QTest::newRow("empty backup") << QStringList() << QByteArray("empty")
@@ -160,16 +152,16 @@ private Q_SLOTS:
             << QStringList() << QByteArray("PK\x03") << notZip << false;
         QTest::newRow("signature without end record")
             << QStringList() << QByteArray("PK\x03\x04garbage") << failed << true;
-        QTest::newRow("dot-dot entry") << QStringList{QStringLiteral("Data/../../outside/evil=x")}
-                                       << QByteArray() << failed << true;
+        QTest::newRow("dot-dot entry")
+            << QStringList{u"Data/../../outside/evil=x"_s} << QByteArray() << failed << true;
         QTest::newRow("absolute entry")
-            << QStringList{QStringLiteral("@/outside/evil=x")} << QByteArray() << failed << true;
+            << QStringList{u"@/outside/evil=x"_s} << QByteArray() << failed << true;
         QTest::newRow("entry through a link")
-            << QStringList{QStringLiteral("Data/l->@/outside"), QStringLiteral("Data/l/evil=x")}
-            << QByteArray() << failed << true;
+            << QStringList{u"Data/l->@/outside"_s, u"Data/l/evil=x"_s} << QByteArray() << failed
+            << true;
         QTest::newRow("link through a link")
-            << QStringList{QStringLiteral("Data/l->@/outside"), QStringLiteral("Data/l/evil->/etc")}
-            << QByteArray() << failed << true;
+            << QStringList{u"Data/l->@/outside"_s, u"Data/l/evil->/etc"_s} << QByteArray() << failed
+            << true;
     }
     // An earlier run's plain ZIP survives a failure before the new one is
     // written; after it, the row's leftovers stay and the ZIP is 0600.
@@ -179,16 +171,16 @@ private Q_SLOTS:
         QFETCH(int, expected);
         QFETCH(bool, unpacked);
         QTemporaryDir work;
-        const QString c = work.filePath(QStringLiteral("container"));
-        writeFile(c + QStringLiteral("/Data/.wichtig"), "Daten");
-        writeFile(c + QStringLiteral("/.decryptedArchive.zip"), "earlier run");
-        QDir().mkpath(work.filePath(QStringLiteral("outside")));
+        const QString c = work.filePath(u"container"_s);
+        writeFile(c + u"/Data/.wichtig"_s, "Daten");
+        writeFile(c + u"/.decryptedArchive.zip"_s, "earlier run");
+        QDir().mkpath(work.filePath(u"outside"_s));
         for (QString& entry : entries) {
             entry.replace(QLatin1Char('@'), work.path());
         }
-        const auto dataBefore = snapshot(c + QStringLiteral("/Data"));
-        QString backup = work.filePath(QStringLiteral("backup.halvorn"));
-        QString password = QStringLiteral("pw");
+        const auto dataBefore = snapshot(c + u"/Data"_s);
+        QString backup = work.filePath(u"backup.halvorn"_s);
+        QString password = u"pw"_s;
         if (plain == "empty") {
             writeFile(backup, {});
         } else if (plain != "missing") {
@@ -196,40 +188,40 @@ private Q_SLOTS:
             QVERIFY(!backup.isEmpty());
         }
         if (plain == "password") {
-            password = QStringLiteral("falsch");
+            password = u"falsch"_s;
         } else if (plain == "truncate") {
             QFile::resize(backup, QFileInfo(backup).size() - 5);
         }
         QCOMPARE(restore(backup, c, password),
                  EncryptionResult::failure(static_cast<Case>(expected)));
-        QCOMPARE(snapshot(c + QStringLiteral("/Data")), dataBefore);
-        QVERIFY(snapshot(work.filePath(QStringLiteral("outside"))).isEmpty());
+        QCOMPARE(snapshot(c + u"/Data"_s), dataBefore);
+        QVERIFY(snapshot(work.filePath(u"outside"_s)).isEmpty());
         QCOMPARE(names(c), unpacked ? QStringList({".TempData", ".decryptedArchive.zip", "Data"})
                                     : QStringList({".decryptedArchive.zip", "Data"}));
-        QCOMPARE(readAll(c + QStringLiteral("/.decryptedArchive.zip")) == "earlier run", !unpacked);
+        QCOMPARE(readAll(c + u"/.decryptedArchive.zip"_s) == "earlier run", !unpacked);
         if (unpacked) {
-            QCOMPARE(QFileInfo(c + QStringLiteral("/.decryptedArchive.zip")).permissions(),
+            QCOMPARE(QFileInfo(c + u"/.decryptedArchive.zip"_s).permissions(),
                      QFile::ReadOwner | QFile::WriteOwner | QFile::ReadUser | QFile::WriteUser);
         }
     }
 
     void foreignArchivesRestore_data() {
         QTest::addColumn<QString>("tool");
-        QTest::newRow("Info-ZIP zip") << QStringLiteral("zip");
-        QTest::newRow("Python zipfile") << QStringLiteral("python");
-        QTest::newRow("bsdtar") << QStringLiteral("bsdtar");
+        QTest::newRow("Info-ZIP zip") << u"zip"_s;
+        QTest::newRow("Python zipfile") << u"python"_s;
+        QTest::newRow("bsdtar") << u"bsdtar"_s;
     }
     void foreignArchivesRestore() {
         QFETCH(QString, tool);
         QTemporaryDir work;
-        const QString source = work.filePath(QStringLiteral("src/Data"));
-        writeFile(source + QStringLiteral("/text.txt"), QByteArray("Zeile\n").repeated(5000));
-        writeFile(source + QStringLiteral("/Grüße.txt"), "Umlaut");
-        writeFile(source + QStringLiteral("/unter/leer.bin"), {});
-        QDir().mkpath(source + QStringLiteral("/leerer-ordner"));
-        QFile::link(QStringLiteral("../text.txt"), source + QStringLiteral("/unter/hoch"));
-        const QString zip = work.filePath(QStringLiteral("plain.zip"));
-        const QString parent = work.filePath(QStringLiteral("src"));
+        const QString source = work.filePath(u"src/Data"_s);
+        writeFile(source + u"/text.txt"_s, QByteArray("Zeile\n").repeated(5000));
+        writeFile(source + u"/Grüße.txt"_s, "Umlaut");
+        writeFile(source + u"/unter/leer.bin"_s, {});
+        QDir().mkpath(source + u"/leerer-ordner"_s);
+        QFile::link(u"../text.txt"_s, source + u"/unter/hoch"_s);
+        const QString zip = work.filePath(u"plain.zip"_s);
+        const QString parent = work.filePath(u"src"_s);
         const QStringList arguments =
             tool == QLatin1String("zip")      ? QStringList{"-qry", zip, "Data"}
             : tool == QLatin1String("bsdtar") ? QStringList{"--format", "zip", "-cf", zip, "Data"}
@@ -239,22 +231,19 @@ private Q_SLOTS:
         if (tool == QLatin1String("zip")) {
             // Info-ZIP leaves flag bit 11 clear: the name is code page 437,
             // as Python's zipfile reads it too.
-            expected.insert(QStringLiteral("Gr├╝├ƒe.txt"),
-                            expected.take(QStringLiteral("Grüße.txt")));
+            expected.insert(u"Gr├╝├ƒe.txt"_s, expected.take(u"Grüße.txt"_s));
         } else if (tool == QLatin1String("python")) {
             // Streamed entries have a local size of 0; a link target is read
             // by that size, comes back empty, and the link is skipped.
-            expected.remove(QStringLiteral("unter/hoch"));
-            expected.insert(QStringLiteral("zip64.txt"),
+            expected.remove(u"unter/hoch"_s);
+            expected.insert(u"zip64.txt"_s,
                             {'f', 0, 0, QByteArray("ZIP64 extra field\n").repeated(100)});
         }
-        const QString c = work.filePath(QStringLiteral("c"));
+        const QString c = work.filePath(u"c"_s);
         QDir().mkpath(c);
-        QVERIFY(
-            openssl(false, zip, work.filePath(QStringLiteral("b.halvorn")), QStringLiteral("pw")));
-        QCOMPARE(restore(work.filePath(QStringLiteral("b.halvorn")), c),
-                 EncryptionResult::success());
-        auto restored = snapshot(c + QStringLiteral("/Data"));
+        QVERIFY(openssl(false, zip, work.filePath(u"b.halvorn"_s), u"pw"_s));
+        QCOMPARE(restore(work.filePath(u"b.halvorn"_s), c), EncryptionResult::success());
+        auto restored = snapshot(c + u"/Data"_s);
         for (auto* items : {&expected, &restored}) {
             for (Item& item : *items) {
                 item.mtime = 0; // other tools keep their own times and modes
@@ -267,22 +256,20 @@ private Q_SLOTS:
     // A link entry claiming gigabytes is skipped as too long, never read.
     void absurdLinkSizeIsSkippedUnread() {
         QTemporaryDir work;
-        const QString zip = work.filePath(QStringLiteral("plain.zip"));
-        QVERIFY(runProgram(python(), {craftZip, QStringLiteral("entries"), zip,
-                                      QStringLiteral("Data/a=1"), QStringLiteral("Data/l->a")}));
+        const QString zip = work.filePath(u"plain.zip"_s);
+        QVERIFY(runProgram(python(), {craftZip, u"entries"_s, zip, u"Data/a=1"_s, u"Data/l->a"_s}));
         QByteArray bytes = readAll(zip);
         const qsizetype header = bytes.indexOf(QByteArray("PK\x03\x04", 4), 1);
         bytes.replace(header + 18, 4, QByteArray("\xf0\xff\xff\xff", 4));
-        const QString c = work.filePath(QStringLiteral("c"));
+        const QString c = work.filePath(u"c"_s);
         QDir().mkpath(c);
         QCOMPARE(restore(backupOf(work.path(), {}, bytes), c), EncryptionResult::success());
-        QCOMPARE(snapshot(c + QStringLiteral("/Data")).keys(), QStringList{QStringLiteral("a")});
+        QCOMPARE(snapshot(c + u"/Data"_s).keys(), QStringList{u"a"_s});
         const VerificationReport report =
             EncryptionService::shared()
-                .verifyEncryptedArchive(work.filePath(QStringLiteral("backup.halvorn")),
-                                        QStringLiteral("pw"))
+                .verifyEncryptedArchive(work.filePath(u"backup.halvorn"_s), u"pw"_s)
                 .result();
-        QCOMPARE(report.firstDamagedEntry, QStringLiteral("Data/l"));
+        QCOMPARE(report.firstDamagedEntry, u"Data/l"_s);
     }
 };
 

@@ -85,9 +85,7 @@ inline QMap<QString, Item> withoutTimes(QMap<QString, Item> items) {
 
 /// The system's Python: version managers put slow shims first on PATH.
 inline QString python() {
-    return QFileInfo::exists(QStringLiteral("/usr/bin/python3"))
-               ? QStringLiteral("/usr/bin/python3")
-               : QStringLiteral("python3");
+    return QFileInfo::exists("/usr/bin/python3") ? "/usr/bin/python3" : "python3";
 }
 
 /// Runs a program; its standard output, or nothing when it fails.
@@ -111,12 +109,9 @@ inline QByteArray keyHex(const QString& password) {
 
 /// openssl enc with the archive key and IV, from one file into another.
 inline bool openssl(bool decrypt, const QString& in, const QString& out, const QString& password) {
-    return runProgram(QStringLiteral("openssl"),
-                      {QStringLiteral("enc"), decrypt ? QStringLiteral("-d") : QStringLiteral("-e"),
-                       QStringLiteral("-aes-256-cbc"), QStringLiteral("-K"),
-                       QString::fromLatin1(keyHex(password)), QStringLiteral("-iv"),
-                       QString::fromLatin1(QByteArray(archiveIv).toHex()), QStringLiteral("-in"),
-                       in, QStringLiteral("-out"), out})
+    return runProgram("openssl",
+                      {"enc", decrypt ? "-d" : "-e", "-aes-256-cbc", "-K", keyHex(password), "-iv",
+                       QByteArray(archiveIv).toHex(), "-in", in, "-out", out})
         .has_value();
 }
 
