@@ -173,13 +173,14 @@ void CompanionApplicationTest::deletionReportsOutcomeAndClosesAfterPause() {
     }
     writeFile(companionContainerDirectory() + "/beside", "stays");
     ActionHost host;
-    DeleteDataViewModel model;
-    model.setHost(&host);
+    auto model = std::make_unique<DeleteDataViewModel>();
+    model->setHost(&host);
+    connect(&host, &ActionHost::closeViewRequested, model.get(), [&model] { model.reset(); });
     // The tick box is the button flag turned round, and opens ticked.
-    QVERIFY(model.isConfirmed());
-    model.setIsConfirmed(false);
+    QVERIFY(model->isConfirmed());
+    model->setIsConfirmed(false);
     QVERIFY(host.isSaveButtonDisabled());
-    model.setIsConfirmed(true);
+    model->setIsConfirmed(true);
 
     QSignalSpy closed(&host, &ActionHost::closeViewRequested);
     QElapsedTimer clock;

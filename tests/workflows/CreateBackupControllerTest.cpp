@@ -87,10 +87,12 @@ void CreateBackupControllerTest::backupFromControllerStateLandsInStoredFolder() 
     QFETCH(QString, storedPassword);
     QFETCH(QString, comment);
     setArchivePassword(storedPassword);
-    CreateZipViewModel model;
-    model.setHost(&m_host);
-    model.setComment(comment);
+    auto model = std::make_unique<CreateZipViewModel>();
+    model->setHost(&m_host);
+    model->setComment(comment);
     QSignalSpy closed(&m_host, &ActionHost::closeViewRequested);
+    // Closing the sheet drops its screen at once, as the main screen does.
+    connect(&m_host, &ActionHost::closeViewRequested, model.get(), [&model] { model.reset(); });
 
     m_host.startAction(ActionHost::Action::create);
     QCOMPARE(m_host.progressLoadText(), QStringLiteral("Backup wird erstellt."));

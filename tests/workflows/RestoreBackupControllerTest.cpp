@@ -76,6 +76,11 @@ RestoreZipViewModel& RestoreBackupControllerTest::openScreen() {
     m_tester = std::make_unique<QAbstractItemModelTester>(
         m_model->backups(), QAbstractItemModelTester::FailureReportingMode::QtTest);
     m_model->setHost(&m_host);
+    // Closing the sheet drops its screen at once, as the main screen does.
+    connect(&m_host, &ActionHost::closeViewRequested, m_model.get(), [this] {
+        m_tester.reset();
+        m_model.reset();
+    });
     m_model->appear();
     return *m_model;
 }
@@ -172,8 +177,8 @@ void RestoreBackupControllerTest::restoreOutcomeReachesUser() {
     QCOMPARE(closed.count(), restored ? 1 : 0);
     QCOMPARE(m_host.messageText(),
              restored ? "Das Backup wurde erfolgreich wiederhergestellt." : QString());
-    QVERIFY2(restored ? model.warningText().isEmpty() : warnings.contains(model.warningText()),
-             qPrintable(model.warningText()));
+    // The sheet has closed with its screen, or it stays with the case's text.
+    QVERIFY(restored ? !m_model : warnings.contains(model.warningText()));
     QCOMPARE(readFile(m_data + "/database.sqlite"),
              QByteArray(restored ? "original" : "changed since"));
 }
