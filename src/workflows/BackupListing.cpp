@@ -16,6 +16,20 @@ const QString backupExtension = QStringLiteral("halvorn");
 const QString backupPrefix = QStringLiteral("Backup_");
 const QString displayDatePattern = QStringLiteral("dd.MM.yyyy HH:mm:ss");
 
+// The time in a backup's file name "Backup_yyyy-MM-dd_HH-mm-ss.halvorn", or
+// nothing when the name has another form. The extension is compared exactly.
+std::optional<QDateTime> backupDateFromFileName(const QString& fileName) {
+    const QFileInfo info(fileName);
+    if (info.suffix() != backupExtension) {
+        return std::nullopt;
+    }
+    const QString base = info.completeBaseName();
+    if (!base.startsWith(backupPrefix)) {
+        return std::nullopt;
+    }
+    return BackupTimestamp::parse(base.mid(backupPrefix.size()));
+}
+
 } // namespace
 
 QStringList listVisibleItems(const QString& folder) {
@@ -30,18 +44,6 @@ QStringList listVisibleItems(const QString& folder) {
         paths.append(dir.filePath(name));
     }
     return paths;
-}
-
-std::optional<QDateTime> backupDateFromFileName(const QString& fileName) {
-    const QFileInfo info(fileName);
-    if (info.suffix() != backupExtension) {
-        return std::nullopt;
-    }
-    const QString base = info.completeBaseName();
-    if (!base.startsWith(backupPrefix)) {
-        return std::nullopt;
-    }
-    return BackupTimestamp::parse(base.mid(backupPrefix.size()));
 }
 
 QList<BackupRow> backupRows(const QStringList& items) {

@@ -32,10 +32,6 @@ struct ListedBackup {
 /// folder gives an empty list.
 [[nodiscard]] QStringList listVisibleItems(const QString& folder);
 
-/// The time in a backup's file name "Backup_yyyy-MM-dd_HH-mm-ss.halvorn", or
-/// nothing when the name has another form. The extension is compared exactly.
-[[nodiscard]] std::optional<QDateTime> backupDateFromFileName(const QString& fileName);
-
 /// The backups among the items, newest first (descending by file name).
 [[nodiscard]] QList<BackupRow> backupRows(const QStringList& items);
 

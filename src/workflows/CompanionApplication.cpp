@@ -84,14 +84,10 @@ QString processDirOf(pid_t pid) {
     return QStringLiteral("/proc/") + QString::number(pid);
 }
 
-} // namespace
-
-QString RunningApplication::description() const {
-    return QStringLiteral("<RunningApplication pid=%1 identifier=%2 unit=%3>")
-        .arg(pid)
-        .arg(bundleIdentifier, unitCgroup.isEmpty() ? QStringLiteral("-") : unitCgroup);
-}
-
+// The application ID that a systemd unit name carries, following the desktop
+// convention: "app[-<launcher>]-<ID>-<n>.scope" or
+// "app[-<launcher>]-<ID>[@<n>].service", dashes inside <ID> escaped as "\x2d".
+// Nothing for other unit names.
 std::optional<QString> applicationIdFromUnitName(const QString& unitName) {
     static const QString prefix = QStringLiteral("app-");
     if (!unitName.startsWith(prefix)) {
@@ -122,6 +118,14 @@ std::optional<QString> applicationIdFromUnitName(const QString& unitName) {
         return std::nullopt;
     }
     return id;
+}
+
+} // namespace
+
+QString RunningApplication::description() const {
+    return QStringLiteral("<RunningApplication pid=%1 identifier=%2 unit=%3>")
+        .arg(pid)
+        .arg(bundleIdentifier, unitCgroup.isEmpty() ? QStringLiteral("-") : unitCgroup);
 }
 
 QList<RunningApplication> runningApplications(const QString& procRoot) {

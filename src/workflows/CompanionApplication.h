@@ -26,12 +26,6 @@ struct RunningApplication {
     [[nodiscard]] QString description() const;
 };
 
-/// The application ID that a systemd unit name carries, following the desktop
-/// convention: "app[-<launcher>]-<ID>-<n>.scope" or
-/// "app[-<launcher>]-<ID>[@<n>].service", dashes inside <ID> escaped as "\x2d".
-/// Nothing for other unit names.
-[[nodiscard]] std::optional<QString> applicationIdFromUnitName(const QString& unitName);
-
 /// The processes of the current user that belong to an application, in
 /// ascending order of process ID. Processes that can't be read are skipped;
 /// this process itself is never listed. `procRoot` is "/proc" outside tests.

@@ -10,19 +10,12 @@ const DatabaseManager& DatabaseManager::shared() {
     return instance;
 }
 
-std::optional<QString> localPathFromStoredValue(const QString& storedValue) {
-    if (storedValue.isEmpty()) {
-        return std::nullopt;
-    }
-    return QDir::current().absoluteFilePath(storedValue);
-}
-
 std::optional<QString> storedStoragePath() {
-    const QVariant value = QSettings().value(DatabaseManager::shared().pathKey);
-    if (!value.isValid()) {
+    const QString value = QSettings().value(DatabaseManager::shared().pathKey).toString();
+    if (value.isEmpty()) {
         return std::nullopt;
     }
-    return localPathFromStoredValue(value.toString());
+    return QDir::current().absoluteFilePath(value);
 }
 
 QUrl storedStorageUrl() {

@@ -16,12 +16,9 @@ public:
     const QString pathKey = QStringLiteral("savedPathKey");
 };
 
-/// Turns a stored "savedPathKey" value into an absolute local path (a relative
-/// value counts from the working directory). An empty value names no folder.
-[[nodiscard]] std::optional<QString> localPathFromStoredValue(const QString& storedValue);
-
-/// The storage folder as stored in the settings of the program, or nothing
-/// when the user has not chosen one yet. Shared by the screens and the
+/// The storage folder as stored in the settings of the program, as an
+/// absolute path (a relative one counts from the working directory), or
+/// nothing when the user has not chosen one yet. Shared by the screens and the
 /// command-line tool.
 [[nodiscard]] std::optional<QString> storedStoragePath();
 
