@@ -15,7 +15,7 @@ struct Result {
 
 inline Result run(const QStringList& arguments, const QByteArray& input = {}) {
     QProcess process;
-    process.start(QStringLiteral("secret-tool"), arguments);
+    process.start("secret-tool", arguments);
     process.waitForStarted();
     process.write(input);
     process.closeWriteChannel();
@@ -26,22 +26,18 @@ inline Result run(const QStringList& arguments, const QByteArray& input = {}) {
 
 // Stores raw bytes under the attributes ("service", "S", "account", "A", ...).
 inline bool store(const QStringList& attributes, const QByteArray& secret) {
-    return run(QStringList{QStringLiteral("store"), QStringLiteral("--label=secret-tool item")} +
-                   attributes,
-               secret)
-               .exitCode == 0;
+    return run(QStringList{"store", "--label=secret-tool item"} + attributes, secret).exitCode == 0;
 }
 
 inline Result lookup(const QStringList& attributes) {
-    return run(QStringList{QStringLiteral("lookup")} + attributes);
+    return run(QStringList{"lookup"} + attributes);
 }
 
 // Object paths of every item, locked or not, whose attributes include these.
 inline QStringList itemPaths(const QStringList& attributes) {
-    const QByteArray output =
-        run(QStringList{QStringLiteral("search"), QStringLiteral("--all")} + attributes).output;
     QStringList paths;
-    for (const QByteArray& line : output.split('\n')) {
+    for (const QByteArray& line :
+         run(QStringList{"search", "--all"} + attributes).output.split('\n')) {
         if (line.startsWith('[')) {
             paths << QString::fromUtf8(line);
         }
@@ -50,7 +46,7 @@ inline QStringList itemPaths(const QStringList& attributes) {
 }
 
 inline void clear(const QStringList& attributes) {
-    run(QStringList{QStringLiteral("clear")} + attributes);
+    run(QStringList{"clear"} + attributes);
 }
 
 } // namespace secret_tool
