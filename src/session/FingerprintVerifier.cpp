@@ -1,6 +1,7 @@
 #include "session/FingerprintVerifier.h"
 
 #include <QDBusConnection>
+#include <QDBusError>
 #include <QDBusObjectPath>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
@@ -50,8 +51,19 @@ void FingerprintVerifier::call(const QString& path, const QString& interface, co
                                const QVariantList& arguments, Reply reply) {
     QDBusMessage message = QDBusMessage::createMethodCall(serviceName, path, interface, method);
     message.setArguments(arguments);
-    auto* watcher = new QDBusPendingCallWatcher(
-        QDBusConnection::systemBus().asyncCall(message, callTimeoutMs), this);
+    const QDBusConnection bus = QDBusConnection::systemBus();
+    if (!bus.isConnected()) {
+        // A call on a bus that is not there never finishes: answer it with
+        // an error at once.
+        QMetaObject::invokeMethod(
+            this,
+            [reply = std::move(reply),
+             error = message.createErrorReply(QDBusError::Disconnected,
+                                              QStringLiteral("No system bus"))] { reply(error); },
+            Qt::QueuedConnection);
+        return;
+    }
+    auto* watcher = new QDBusPendingCallWatcher(bus.asyncCall(message, callTimeoutMs), this);
     connect(watcher, &QDBusPendingCallWatcher::finished, this, [watcher, reply = std::move(reply)] {
         watcher->deleteLater();
         reply(watcher->reply());
