@@ -7,6 +7,7 @@
 #   unlocked-by-password.png  after the right password
 #   tile-hover.png            the pointer over the tile "Löschen"
 #   locked-again.png          after a click on the lock item
+#   touchid-unavailable.png   fingerprint on, but no fprintd on the system bus
 #
 #   scripts/screenshots.sh [OUTPUT_FOLDER] [BUILD_FOLDER]
 # The build folder defaults to the release build of scripts/run.sh; it is
@@ -81,5 +82,14 @@ exec bash "$root/scripts/with-keyring.sh" bash -c '
     xdotool click 1
     sleep 2
     shoot locked-again.png
+    kill "$app"; wait "$app" 2>/dev/null || true
+
+    # With the fingerprint switched on the prompt opens by itself and, with no
+    # fingerprint daemon to ask, reports that there is no reader.
+    printf "%s" true | secret-tool store --label="Corvina Touch ID" account useTouchID
+    export DBUS_SYSTEM_BUS_ADDRESS="unix:path=$XDG_RUNTIME_DIR/no-system-bus"
+    start
+    sleep 2.5
+    shoot touchid-unavailable.png
     kill "$app"; wait "$app" 2>/dev/null || true
 '

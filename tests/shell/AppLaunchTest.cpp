@@ -11,6 +11,7 @@
 #include <QQuickItem>
 #include <QQuickStyle>
 #include <QQuickWindow>
+#include <QSettings>
 #include <QTest>
 #include <QtQml/QQmlExtensionPlugin>
 
@@ -58,6 +59,13 @@ private Q_SLOTS:
         applyApplicationIdentity();
         registerBundledFonts();
         QQuickStyle::setStyle(QStringLiteral("Fusion"));
+    }
+
+    void init() {
+        // The automatic logout starts off, whatever a run before stored.
+        QSettings settings;
+        settings.remove(QStringLiteral("isAutoLogoutEnabled"));
+        settings.remove(QStringLiteral("LogoutTimeout"));
     }
 
     void cleanup() {

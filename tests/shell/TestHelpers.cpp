@@ -1,11 +1,9 @@
 #include "TestHelpers.h"
 
-#include "engine/DiagnosticLog.h"
 #include "session/KeychainService.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>
-#include <QMetaObject>
 
 namespace corvina::test {
 
@@ -49,28 +47,6 @@ QString FakeFprintd::deviceCalls() {
 void FakeFprintd::clearDeviceCalls() {
     deviceCalls();
     m_deviceCalls.clear();
-}
-
-DiagnosticLines::DiagnosticLines(QObject* parent)
-    : QObject(parent) {
-    setDiagnosticLogSink([this](const QString& line) {
-        QMetaObject::invokeMethod(
-            this,
-            [this, line] {
-                m_lines.append(line);
-                Q_EMIT linesChanged();
-            },
-            Qt::QueuedConnection);
-    });
-}
-
-DiagnosticLines::~DiagnosticLines() {
-    setDiagnosticLogSink({});
-}
-
-void DiagnosticLines::clear() {
-    m_lines.clear();
-    Q_EMIT linesChanged();
 }
 
 } // namespace corvina::test

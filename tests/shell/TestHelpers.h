@@ -41,25 +41,4 @@ private:
     QStringList m_deviceCalls;
 };
 
-/// The diagnostic lines written while a test runs.
-class DiagnosticLines : public QObject {
-    Q_OBJECT
-    QML_ELEMENT
-    QML_SINGLETON
-    Q_PROPERTY(QStringList lines READ lines NOTIFY linesChanged)
-
-public:
-    explicit DiagnosticLines(QObject* parent = nullptr);
-    ~DiagnosticLines() override;
-
-    [[nodiscard]] QStringList lines() const { return m_lines; }
-    Q_INVOKABLE void clear();
-
-Q_SIGNALS:
-    void linesChanged();
-
-private:
-    QStringList m_lines;
-};
-
 } // namespace corvina::test

@@ -61,8 +61,10 @@ TestCase {
         tryCompare(gate.viewModel, "isTouchID", true, 3000);
         const button = findChild(gate, "touchIdButton");
         verify(button.visible);
-        // The row makes room for the button at its next polish.
-        waitForItemPolished(button.parent);
+        // The row makes room for the button, left of the unlock button, at
+        // its next polish; until then the two lie on top of each other.
+        const unlockButton = findChild(gate, "unlockButton");
+        tryVerify(() => button.width > 0 && button.x + button.width <= unlockButton.x);
     }
 
     // Waits until the device has been given back, then checks every call.

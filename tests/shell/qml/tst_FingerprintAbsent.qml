@@ -4,7 +4,8 @@ import Corvina.Ui
 import Corvina.Shell
 import Corvina.TestHelpers
 
-// The fingerprint path on a system bus without any fingerprint daemon.
+// The fingerprint path without a fingerprint daemon: on a system bus
+// without the service, or with no system bus at all.
 TestCase {
     id: testCase
     name: "FingerprintAbsent"
