@@ -73,8 +73,6 @@ private Q_SLOTS:
     void zip64EndRecordsFromEntryCount();
     void cancelledAddLeavesSameRollback();
     void refusesExistingDestinationAndMissingSource();
-    void singleItemSourcesAreAddedAlone_data();
-    void singleItemSourcesAreAddedAlone();
 
 private:
     QTemporaryDir m_dir;
@@ -296,37 +294,6 @@ void PackMatchesAppend::refusesExistingDestinationAndMissingSource() {
              QStringLiteral("The file “%1” couldn’t be opened because there is no such file.")
                  .arg(qpath(root / "Nowhere")));
     QVERIFY(!fs::exists(root / "new.zip"));
-}
-
-void PackMatchesAppend::singleItemSourcesAreAddedAlone_data() {
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<bool>("keepParentFolder");
-    QTest::addColumn<int>("entryCount");
-    QTest::newRow("file") << "small.txt" << true << 1;
-    QTest::newRow("link, not followed") << "link-to-folder" << true << 1;
-    QTest::newRow("empty folder, parent kept") << "leer" << true << 1;
-    QTest::newRow("empty folder, parent dropped") << "leer" << false << 0;
-}
-
-void PackMatchesAppend::singleItemSourcesAreAddedAlone() {
-    QFETCH(QString, name);
-    QFETCH(bool, keepParentFolder);
-    QFETCH(int, entryCount);
-    const fs::path root = m_dir.path().toStdString();
-    const fs::path source = root / "Data" / name.toStdString();
-    const fs::path zip = root / ("single-" + std::to_string(QTest::currentDataTag()[0]) +
-                                 name.toStdString() + (keepParentFolder ? "k" : "") + ".zip");
-    packItem(source, zip, keepParentFolder, CompressionMethod::none);
-    Archive archive(zip, AccessMode::read);
-    int count = 0;
-    for (const Entry& entry : archive.entrySequence()) {
-        QVERIFY(entry.entryPath().startsWith(name));
-        ++count;
-    }
-    QCOMPARE(count, entryCount);
-    if (entryCount == 0) {
-        QCOMPARE(readAll(zip).size(), 22);
-    }
 }
 
 QTEST_GUILESS_MAIN(PackMatchesAppend)
