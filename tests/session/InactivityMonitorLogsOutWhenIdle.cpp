@@ -113,21 +113,17 @@ private Q_SLOTS:
 
     void init() { QSettings().clear(); }
 
+    // Written by one process, read by the next: "enabled interval remaining".
     void settingsSurviveARestart_data() {
-        QTest::addColumn<QString>("enabled");
-        QTest::addColumn<QString>("interval");
-        QTest::newRow("on, 30 min") << "true"
-                                    << "1800";
-        QTest::newRow("off, 2 min") << "false"
-                                    << "120";
-        QTest::newRow("on, fraction") << "true"
-                                      << "0.3";
+        QTest::addColumn<QStringList>("values");
+        QTest::newRow("on, 30 min") << QStringList{"true", "1800"};
+        QTest::newRow("off, 2 min") << QStringList{"false", "120"};
+        QTest::newRow("on, fraction") << QStringList{"true", "0.3"};
     }
     void settingsSurviveARestart() {
-        QFETCH(QString, enabled);
-        QFETCH(QString, interval);
-        QCOMPARE(runSelf({"write", enabled, interval}), QByteArray());
-        QCOMPARE(runSelf({"read"}), (enabled + u' ' + interval + u' ' + interval).toUtf8());
+        QFETCH(QStringList, values);
+        QCOMPARE(runSelf(QStringList{"write"} + values), QByteArray());
+        QCOMPARE(runSelf({"read"}), (values.join(u' ') + u' ' + values.last()).toUtf8());
     }
 
     // Values of another type, or intervals no timer can run, give the defaults.

@@ -87,44 +87,39 @@ private Q_SLOTS:
         QCOMPARE(keychain.readData(u"key"_s), std::optional<QByteArray>(bytes));
     }
 
-    // A second write changes the existing item in place, whoever wrote it first.
-    void writeUpdatesTheExistingItem_data() {
-        QTest::addColumn<bool>("firstBySecretTool");
-        QTest::newRow("item of this program") << false;
-        QTest::newRow("item of secret-tool") << true;
+    // A write changes the items already there in place, whoever wrote them:
+    // every matching one when another program left two.
+    void writeUpdatesTheExistingItems_data() {
+        QTest::addColumn<int>("secretToolItems"); // 0: this program wrote the item
+        QTest::newRow("item of this program") << 0;
+        QTest::newRow("item of secret-tool") << 1;
+        QTest::newRow("two matching items of secret-tool") << 2;
     }
-    void writeUpdatesTheExistingItem() {
-        QFETCH(bool, firstBySecretTool);
+    void writeUpdatesTheExistingItems() {
+        QFETCH(int, secretToolItems);
         const auto attributes = itemAttributes(service(), u"key"_s);
+        const QStringList extended = attributes + QStringList{"extra", "x"};
         const Keychain keychain(service());
-        if (firstBySecretTool) {
-            QVERIFY(secret_tool::store(attributes, "first"));
-        } else {
+        if (secretToolItems == 0) {
             keychain.writeString(u"first"_s, u"key"_s);
         }
-        const QStringList before = secret_tool::itemPaths(attributes);
-        QCOMPARE(before.size(), 1);
+        QVERIFY(secretToolItems < 1 || secret_tool::store(attributes, "first"));
+        QVERIFY(secretToolItems < 2 || secret_tool::store(extended, "extended"));
+        const auto sortedPaths = [&] {
+            QStringList paths = secret_tool::itemPaths(attributes);
+            paths.sort();
+            return paths;
+        };
+        const QStringList before = sortedPaths();
+        QCOMPARE(before.size(), qMax(1, secretToolItems));
 
         keychain.writeString(u"second"_s, u"key"_s);
 
-        QCOMPARE(secret_tool::itemPaths(attributes), before);
+        QCOMPARE(sortedPaths(), before);
         QCOMPARE(secret_tool::lookup(attributes).output, QByteArray("second"));
+        QCOMPARE(secret_tool::lookup(extended).exitCode, secretToolItems == 2 ? 0 : 1);
+        QVERIFY(secretToolItems < 2 || secret_tool::lookup(extended).output == "second");
         QCOMPARE(keychain.readString(u"key"_s), std::optional<QString>(u"second"_s));
-    }
-
-    // Another program may have left a second item that also matches.
-    void writeUpdatesEveryMatchingItem() {
-        const auto attributes = itemAttributes(service(), u"key"_s);
-        QVERIFY(secret_tool::store(attributes, "plain"));
-        QVERIFY(secret_tool::store(attributes + QStringList{"extra", "x"}, "extended"));
-        QCOMPARE(secret_tool::itemPaths(attributes).size(), 2);
-
-        Keychain(service()).writeString(u"new"_s, u"key"_s);
-
-        QCOMPARE(secret_tool::itemPaths(attributes).size(), 2);
-        QCOMPARE(secret_tool::lookup(attributes).output, QByteArray("new"));
-        QCOMPARE(secret_tool::lookup(attributes + QStringList{"extra", "x"}).output,
-                 QByteArray("new"));
     }
 
     void keysAndServicesDoNotMix() {
