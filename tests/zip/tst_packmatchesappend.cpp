@@ -12,6 +12,7 @@
 
 using namespace corvina::zip;
 using namespace corvina::zip::test;
+using namespace Qt::StringLiterals;
 namespace fs = std::filesystem;
 
 namespace {
@@ -65,236 +66,229 @@ void packStepByStep(const fs::path& source, const fs::path& destination, bool ke
 class PackMatchesAppend : public QObject {
     Q_OBJECT
 
-private Q_SLOTS:
-    void sameBytesAsAppendItem_data();
-    void sameBytesAsAppendItem();
-    void otherToolsAcceptTheArchive();
-    void finalizedBytesAreFinalAndVisible();
-    void zip64EndRecordsFromEntryCount();
-    void cancelledAddLeavesSameRollback();
-    void refusesExistingDestinationAndMissingSource();
-
 private:
     QTemporaryDir m_dir;
-};
 
-void PackMatchesAppend::sameBytesAsAppendItem_data() {
-    QTest::addColumn<bool>("keepParentFolder");
-    QTest::addColumn<int>("method");
-    QTest::newRow("stored, parent kept") << true << int(CompressionMethod::none);
-    QTest::newRow("stored, parent dropped") << false << int(CompressionMethod::none);
-    QTest::newRow("deflate, parent kept") << true << int(CompressionMethod::deflate);
-}
-
-void PackMatchesAppend::sameBytesAsAppendItem() {
-    QFETCH(bool, keepParentFolder);
-    QFETCH(int, method);
-    const fs::path root = m_dir.path().toStdString();
-    const fs::path data = root / "Data";
-    if (!fs::exists(data)) {
-        buildTree(data);
-    }
-    const QString tag = QString::fromLatin1(QTest::currentDataTag()).replace(' ', '_');
-    const fs::path fast = root / ("fast-" + tag.toStdString() + ".zip");
-    const fs::path plain = root / ("plain-" + tag.toStdString() + ".zip");
-    const auto compression = static_cast<CompressionMethod>(method);
-
-    packItem(data, fast, keepParentFolder, compression);
-    packStepByStep(data, plain, keepParentFolder, compression);
-
-    const QByteArray fastBytes = readAll(fast);
-    if (compression == CompressionMethod::none) {
-        QVERIFY(fastBytes.size() > 5 * 1024 * 1024);
-    }
-    QVERIFY(fastBytes == readAll(plain));
-
-    struct stat st {};
-    QCOMPARE(lstat(fast.c_str(), &st), 0);
-    QCOMPARE(st.st_mode & 0777, 0600u);
-
-    // Both sides walk the tree alike; the names must come through all the same.
-    Archive archive(fast, AccessMode::read);
-    const QString prefix = keepParentFolder ? QStringLiteral("Data/") : QString();
-    QVERIFY(archive.entry(prefix + QStringLiteral("Grüße/Äpfel und Öl.txt")));
-    QVERIFY(archive.entry(prefix + QStringLiteral("a/leer2/")));
-}
-
-void PackMatchesAppend::otherToolsAcceptTheArchive() {
-    const fs::path root = m_dir.path().toStdString();
-    const fs::path data = root / "Data";
-    const fs::path zip = root / "tools.zip";
-    packItem(data, zip, true, CompressionMethod::none);
-    const QString path = qpath(zip);
-
-    for (const QStringList& check :
-         {QStringList{"unzip", "-t", path}, QStringList{"python3", "-m", "zipfile", "-t", path},
-          QStringList{"bsdtar", "-tf", path}}) {
-        const ProcessResult result = run(check.first(), check.mid(1));
-        QVERIFY2(result.exitCode == 0, result.output.constData());
-        QVERIFY(check.first() == "python3" || result.output.contains("Data/a/b/c/deep.txt"));
+private Q_SLOTS:
+    void sameBytesAsAppendItem_data() {
+        QTest::addColumn<bool>("keepParentFolder");
+        QTest::addColumn<int>("method");
+        QTest::newRow("stored, parent kept") << true << int(CompressionMethod::none);
+        QTest::newRow("stored, parent dropped") << false << int(CompressionMethod::none);
+        QTest::newRow("deflate, parent kept") << true << int(CompressionMethod::deflate);
     }
 
-    // Info-ZIP restores what we stored: content, links and the modification
-    // time, which is stored in UTC.
-    const fs::path out = root / "unzipped";
-    const ProcessResult extract =
-        run(QStringLiteral("env"), {"TZ=UTC", "unzip", "-q", path, "-d", qpath(out)});
-    QVERIFY2(extract.exitCode == 0, extract.output.constData());
-    QCOMPARE(readAll(out / "Data" / "large.bin"), readAll(data / "large.bin"));
-    QCOMPARE(fs::read_symlink(out / "Data" / "dangling"), fs::path("does/not/exist"));
-    struct stat st {};
-    QCOMPARE(lstat((out / "Data" / "small.txt").c_str(), &st), 0);
-    QCOMPARE(st.st_mtime, time_t{1'000'000'000});
-}
-
-void PackMatchesAppend::finalizedBytesAreFinalAndVisible() {
-    const fs::path root = m_dir.path().toStdString();
-    const fs::path zip = root / "finalized.zip";
-    std::vector<uint64_t> reported;
-    std::vector<QByteArray> seen;
-    QFile reader(qpath(zip));
-    packItem(root / "Data", zip, true, CompressionMethod::none, nullptr, [&](uint64_t n) {
-        QVERIFY(reader.isOpen() || reader.open(QIODevice::ReadOnly | QIODevice::Unbuffered));
-        reader.seek(0);
-        reported.push_back(n);
-        seen.push_back(reader.read(qint64(n)));
-    });
-    const QByteArray final = readAll(zip);
-    QVERIFY(reported.size() > 10);
-    QCOMPARE(reported.back(), static_cast<uint64_t>(final.size()));
-    for (std::size_t i = 0; i < reported.size(); ++i) {
-        if (i > 0) {
-            QVERIFY(reported[i] >= reported[i - 1]);
+    void sameBytesAsAppendItem() {
+        QFETCH(bool, keepParentFolder);
+        QFETCH(int, method);
+        const fs::path root = m_dir.path().toStdString();
+        const fs::path data = root / "Data";
+        if (!fs::exists(data)) {
+            buildTree(data);
         }
-        QCOMPARE(static_cast<uint64_t>(seen[i].size()), reported[i]);
-        QVERIFY(seen[i] == final.left(seen[i].size()));
-    }
-}
+        const QString tag = QString::fromLatin1(QTest::currentDataTag()).replace(' ', '_');
+        const fs::path fast = root / ("fast-" + tag.toStdString() + ".zip");
+        const fs::path plain = root / ("plain-" + tag.toStdString() + ".zip");
+        const auto compression = static_cast<CompressionMethod>(method);
 
-void PackMatchesAppend::zip64EndRecordsFromEntryCount() {
-    // 65,540 entries: the count crosses 65,535 and the end records take the
-    // ZIP64 form. The step-by-step side writes the first entries in one pass
-    // and adds the last ones, across the limit, one by one.
-    const fs::path root = m_dir.path().toStdString();
-    const fs::path data = root / "Many";
-    constexpr int folders = 20;
-    constexpr int filesPerFolder = 3276; // 20 * 3276 + 20 folders + "Many/" = 65,541
-    for (int f = 0; f < folders; ++f) {
-        const fs::path folder = data / ("f" + std::to_string(f));
-        fs::create_directories(folder);
-        for (int i = 0; i < filesPerFolder; ++i) {
-            const int fd = ::open((folder / std::to_string(i)).c_str(), O_WRONLY | O_CREAT, 0644);
-            if (i % 1000 == 0) {
-                (void)::write(fd, "x", 1);
+        packItem(data, fast, keepParentFolder, compression);
+        packStepByStep(data, plain, keepParentFolder, compression);
+
+        const QByteArray fastBytes = readAll(fast);
+        if (compression == CompressionMethod::none) {
+            QVERIFY(fastBytes.size() > 5 * 1024 * 1024);
+        }
+        QVERIFY(fastBytes == readAll(plain));
+
+        struct stat st {};
+        QCOMPARE(lstat(fast.c_str(), &st), 0);
+        QCOMPARE(st.st_mode & 0777, 0600u);
+
+        // Both sides walk the tree alike; the names must come through all the same.
+        Archive archive(fast, AccessMode::read);
+        const QString prefix = keepParentFolder ? u"Data/"_s : QString();
+        QVERIFY(archive.entry(prefix + u"Grüße/Äpfel und Öl.txt"_s));
+        QVERIFY(archive.entry(prefix + u"a/leer2/"_s));
+    }
+
+    void otherToolsAcceptTheArchive() {
+        const fs::path root = m_dir.path().toStdString();
+        const fs::path data = root / "Data";
+        const fs::path zip = root / "tools.zip";
+        packItem(data, zip, true, CompressionMethod::none);
+        const QString path = qpath(zip);
+
+        for (const QStringList& check :
+             {QStringList{"unzip", "-t", path}, QStringList{"python3", "-m", "zipfile", "-t", path},
+              QStringList{"bsdtar", "-tf", path}}) {
+            const ProcessResult result = run(check.first(), check.mid(1));
+            QVERIFY2(result.exitCode == 0, result.output.constData());
+            QVERIFY(check.first() == "python3" || result.output.contains("Data/a/b/c/deep.txt"));
+        }
+
+        // Info-ZIP restores what we stored: content, links and the modification
+        // time, which is stored in UTC.
+        const fs::path out = root / "unzipped";
+        const ProcessResult extract =
+            run(u"env"_s, {"TZ=UTC", "unzip", "-q", path, "-d", qpath(out)});
+        QVERIFY2(extract.exitCode == 0, extract.output.constData());
+        QCOMPARE(readAll(out / "Data" / "large.bin"), readAll(data / "large.bin"));
+        QCOMPARE(fs::read_symlink(out / "Data" / "dangling"), fs::path("does/not/exist"));
+        struct stat st {};
+        QCOMPARE(lstat((out / "Data" / "small.txt").c_str(), &st), 0);
+        QCOMPARE(st.st_mtime, time_t{1'000'000'000});
+    }
+
+    void finalizedBytesAreFinalAndVisible() {
+        const fs::path root = m_dir.path().toStdString();
+        const fs::path zip = root / "finalized.zip";
+        std::vector<uint64_t> reported;
+        std::vector<QByteArray> seen;
+        QFile reader(qpath(zip));
+        packItem(root / "Data", zip, true, CompressionMethod::none, nullptr, [&](uint64_t n) {
+            QVERIFY(reader.isOpen() || reader.open(QIODevice::ReadOnly | QIODevice::Unbuffered));
+            reader.seek(0);
+            reported.push_back(n);
+            seen.push_back(reader.read(qint64(n)));
+        });
+        const QByteArray final = readAll(zip);
+        QVERIFY(reported.size() > 10);
+        QCOMPARE(reported.back(), static_cast<uint64_t>(final.size()));
+        for (std::size_t i = 0; i < reported.size(); ++i) {
+            if (i > 0) {
+                QVERIFY(reported[i] >= reported[i - 1]);
             }
-            ::close(fd);
+            QCOMPARE(static_cast<uint64_t>(seen[i].size()), reported[i]);
+            QVERIFY(seen[i] == final.left(seen[i].size()));
         }
     }
-    const fs::path fast = root / "many-fast.zip";
-    packItem(data, fast, true, CompressionMethod::none);
 
-    std::vector<std::string> subpaths = directorySubpaths(data);
-    subpaths.emplace_back();
-    const fs::path plain = root / "many-plain.zip";
-    constexpr std::size_t appendedOneByOne = 8;
-    {
-        ArchiveWriter writer(plain);
-        for (std::size_t i = 0; i + appendedOneByOne < subpaths.size(); ++i) {
-            const std::string entryPath = "Many/" + subpaths[i];
-            writer.appendItem(entryPath, root / entryPath);
+    void zip64EndRecordsFromEntryCount() {
+        // 65,540 entries: the count crosses 65,535 and the end records take the
+        // ZIP64 form. The step-by-step side writes the first entries in one pass
+        // and adds the last ones, across the limit, one by one.
+        const fs::path root = m_dir.path().toStdString();
+        const fs::path data = root / "Many";
+        constexpr int folders = 20;
+        constexpr int filesPerFolder = 3276; // 20 * 3276 + 20 folders + "Many/" = 65,541
+        for (int f = 0; f < folders; ++f) {
+            const fs::path folder = data / ("f" + std::to_string(f));
+            fs::create_directories(folder);
+            for (int i = 0; i < filesPerFolder; ++i) {
+                const int fd =
+                    ::open((folder / std::to_string(i)).c_str(), O_WRONLY | O_CREAT, 0644);
+                if (i % 1000 == 0) {
+                    (void)::write(fd, "x", 1);
+                }
+                ::close(fd);
+            }
         }
-        writer.finish();
-    }
-    {
-        Archive archive(plain, AccessMode::update);
-        QVERIFY(!archive.zip64EndOfCentralDirectory());
-        for (std::size_t i = subpaths.size() - appendedOneByOne; i < subpaths.size(); ++i) {
-            const std::string entryPath = "Many/" + subpaths[i];
-            archive.appendItem(entryPath, root / entryPath);
+        const fs::path fast = root / "many-fast.zip";
+        packItem(data, fast, true, CompressionMethod::none);
+
+        std::vector<std::string> subpaths = directorySubpaths(data);
+        subpaths.emplace_back();
+        const fs::path plain = root / "many-plain.zip";
+        constexpr std::size_t appendedOneByOne = 8;
+        {
+            ArchiveWriter writer(plain);
+            for (std::size_t i = 0; i + appendedOneByOne < subpaths.size(); ++i) {
+                const std::string entryPath = "Many/" + subpaths[i];
+                writer.appendItem(entryPath, root / entryPath);
+            }
+            writer.finish();
         }
-    }
-    QVERIFY(readAll(fast) == readAll(plain));
+        {
+            Archive archive(plain, AccessMode::update);
+            QVERIFY(!archive.zip64EndOfCentralDirectory());
+            for (std::size_t i = subpaths.size() - appendedOneByOne; i < subpaths.size(); ++i) {
+                const std::string entryPath = "Many/" + subpaths[i];
+                archive.appendItem(entryPath, root / entryPath);
+            }
+        }
+        QVERIFY(readAll(fast) == readAll(plain));
 
-    Archive archive(fast, AccessMode::read);
-    QVERIFY(archive.zip64EndOfCentralDirectory());
-    QCOMPARE(archive.endOfCentralDirectoryRecord().totalNumberOfEntriesInCentralDirectory,
-             uint16_t{0xFFFF});
-    QCOMPARE(archive.zip64EndOfCentralDirectory()->record.totalNumberOfEntriesInCentralDirectory,
-             uint64_t{65'541});
-    std::size_t count = 0;
-    for (const Entry& entry : archive.entrySequence()) {
-        QVERIFY(!entry.isZip64Entry());
-        ++count;
+        Archive archive(fast, AccessMode::read);
+        QVERIFY(archive.zip64EndOfCentralDirectory());
+        QCOMPARE(archive.endOfCentralDirectoryRecord().totalNumberOfEntriesInCentralDirectory,
+                 uint16_t{0xFFFF});
+        QCOMPARE(
+            archive.zip64EndOfCentralDirectory()->record.totalNumberOfEntriesInCentralDirectory,
+            uint64_t{65'541});
+        std::size_t count = 0;
+        for (const Entry& entry : archive.entrySequence()) {
+            QVERIFY(!entry.isZip64Entry());
+            ++count;
+        }
+        QCOMPARE(count, std::size_t{65'541});
+        const ProcessResult python = run(
+            u"python3"_s, {u"-c"_s,
+                           QStringLiteral("import zipfile,sys; z=zipfile.ZipFile(sys.argv[1]); "
+                                          "assert z.testzip() is None; print(len(z.infolist()))"),
+                           qpath(fast)});
+        QVERIFY2(python.exitCode == 0, python.output.constData());
+        QCOMPARE(python.output.trimmed(), QByteArray("65541"));
+        fs::remove_all(data);
     }
-    QCOMPARE(count, std::size_t{65'541});
-    const ProcessResult python =
-        run(QStringLiteral("python3"),
-            {QStringLiteral("-c"),
-             QStringLiteral("import zipfile,sys; z=zipfile.ZipFile(sys.argv[1]); "
-                            "assert z.testzip() is None; print(len(z.infolist()))"),
-             qpath(fast)});
-    QVERIFY2(python.exitCode == 0, python.output.constData());
-    QCOMPARE(python.output.trimmed(), QByteArray("65541"));
-    fs::remove_all(data);
-}
 
-void PackMatchesAppend::cancelledAddLeavesSameRollback() {
-    const fs::path root = m_dir.path().toStdString();
-    const fs::path data = root / "Data";
-    const std::vector<std::string> entries = {"Data/small.txt", "Data/a/", "Data/multi.bin"};
-    const auto build = [&](const fs::path& target, bool onePass) {
-        Progress cancelled;
-        cancelled.cancel();
-        const auto add = [&](auto& archive) {
-            archive.appendItem(entries[0], data / "small.txt");
-            archive.appendItem(entries[1], data / "a");
-            const auto error = errorFrom([&] {
-                archive.appendItem(entries[2], data / "multi.bin", CompressionMethod::none,
-                                   defaultChunkSize, &cancelled);
-            });
-            QVERIFY(error && error->is(ArchiveError::cancelledOperation));
+    void cancelledAddLeavesSameRollback() {
+        const fs::path root = m_dir.path().toStdString();
+        const fs::path data = root / "Data";
+        const std::vector<std::string> entries = {"Data/small.txt", "Data/a/", "Data/multi.bin"};
+        const auto build = [&](const fs::path& target, bool onePass) {
+            Progress cancelled;
+            cancelled.cancel();
+            const auto add = [&](auto& archive) {
+                archive.appendItem(entries[0], data / "small.txt");
+                archive.appendItem(entries[1], data / "a");
+                const auto error = errorFrom([&] {
+                    archive.appendItem(entries[2], data / "multi.bin", CompressionMethod::none,
+                                       defaultChunkSize, &cancelled);
+                });
+                QVERIFY(error && error->is(ArchiveError::cancelledOperation));
+            };
+            if (onePass) {
+                ArchiveWriter writer(target);
+                add(writer);
+            } else {
+                Archive archive(target, AccessMode::create);
+                add(archive);
+            }
         };
-        if (onePass) {
-            ArchiveWriter writer(target);
-            add(writer);
-        } else {
-            Archive archive(target, AccessMode::create);
-            add(archive);
-        }
-    };
-    build(root / "cancel-fast.zip", true);
-    build(root / "cancel-plain.zip", false);
-    const QByteArray bytes = readAll(root / "cancel-plain.zip");
-    QVERIFY(bytes == readAll(root / "cancel-fast.zip"));
+        build(root / "cancel-fast.zip", true);
+        build(root / "cancel-plain.zip", false);
+        const QByteArray bytes = readAll(root / "cancel-plain.zip");
+        QVERIFY(bytes == readAll(root / "cancel-fast.zip"));
 
-    // The directory is there twice, and the end record points at the first copy.
-    Archive archive(root / "cancel-plain.zip", AccessMode::read);
-    const uint64_t size = archive.endRecords().sizeOfCentralDirectory();
-    const uint64_t offset = archive.endRecords().offsetToStartOfCentralDirectory();
-    QCOMPARE(bytes.mid(qsizetype(offset), qsizetype(size)),
-             bytes.mid(qsizetype(offset + size), qsizetype(size)));
-    QCOMPARE(archive.endRecords().totalNumberOfEntries(), uint64_t{2});
-}
+        // The directory is there twice, and the end record points at the first copy.
+        Archive archive(root / "cancel-plain.zip", AccessMode::read);
+        const uint64_t size = archive.endRecords().sizeOfCentralDirectory();
+        const uint64_t offset = archive.endRecords().offsetToStartOfCentralDirectory();
+        QCOMPARE(bytes.mid(qsizetype(offset), qsizetype(size)),
+                 bytes.mid(qsizetype(offset + size), qsizetype(size)));
+        QCOMPARE(archive.endRecords().totalNumberOfEntries(), uint64_t{2});
+    }
 
-void PackMatchesAppend::refusesExistingDestinationAndMissingSource() {
-    const fs::path root = m_dir.path().toStdString();
-    const fs::path existing = root / "existing.zip";
-    writeFile(existing, "keep me");
-    auto error =
-        errorFrom([&] { packItem(root / "Data", existing, true, CompressionMethod::none); });
-    QVERIFY(error && error->is(FileError::fileWriteFileExists));
-    QVERIFY(error->localizedDescription().contains(QStringLiteral("existing.zip")));
-    error = errorFrom([&] { Archive(existing, AccessMode::create); });
-    QVERIFY(error && error->is(FileError::fileWriteFileExists));
-    QCOMPARE(readAll(existing), QByteArray("keep me"));
+    void refusesExistingDestinationAndMissingSource() {
+        const fs::path root = m_dir.path().toStdString();
+        const fs::path existing = root / "existing.zip";
+        writeFile(existing, "keep me");
+        auto error =
+            errorFrom([&] { packItem(root / "Data", existing, true, CompressionMethod::none); });
+        QVERIFY(error && error->is(FileError::fileWriteFileExists));
+        QVERIFY(error->localizedDescription().contains(u"existing.zip"_s));
+        error = errorFrom([&] { Archive(existing, AccessMode::create); });
+        QVERIFY(error && error->is(FileError::fileWriteFileExists));
+        QCOMPARE(readAll(existing), QByteArray("keep me"));
 
-    error = errorFrom([&] { packItem(root / "Nowhere", root / "new.zip", true, {}); });
-    QVERIFY(error && error->is(FileError::fileReadNoSuchFile));
-    QCOMPARE(error->localizedDescription(),
-             QStringLiteral("The file “%1” couldn’t be opened because there is no such file.")
-                 .arg(qpath(root / "Nowhere")));
-    QVERIFY(!fs::exists(root / "new.zip"));
-}
+        error = errorFrom([&] { packItem(root / "Nowhere", root / "new.zip", true, {}); });
+        QVERIFY(error && error->is(FileError::fileReadNoSuchFile));
+        QCOMPARE(error->localizedDescription(),
+                 u"The file “%1” couldn’t be opened because there is no such file."_s.arg(
+                     qpath(root / "Nowhere")));
+        QVERIFY(!fs::exists(root / "new.zip"));
+    }
+};
 
 QTEST_GUILESS_MAIN(PackMatchesAppend)
 #include "tst_packmatchesappend.moc"

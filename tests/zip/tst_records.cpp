@@ -11,6 +11,7 @@
 
 using namespace corvina::zip;
 using namespace corvina::zip::test;
+using namespace Qt::StringLiterals;
 namespace fs = std::filesystem;
 using Field = ZIP64ExtendedInformation::Field;
 
@@ -50,256 +51,244 @@ class Records : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void zip64ItemScan_data();
-    void zip64ItemScan();
-    void dataDescriptorWithOrWithoutSignature_data();
-    void dataDescriptorWithOrWithoutSignature();
-    void msdosDateIsUtcAndClamped_data();
-    void msdosDateIsUtcAndClamped();
-    void codePage437MatchesPublishedTable();
-    void entryTypeAndPermissions_data();
-    void entryTypeAndPermissions();
-    void shortVariablePartParsesToNothing();
-    void writtenRecordsRoundTrip_data();
-    void writtenRecordsRoundTrip();
-    void entryPathMustBeUtf8_data();
-    void entryPathMustBeUtf8();
+    void zip64ItemScan_data() {
+        QTest::addColumn<QByteArray>("extra");
+        QTest::addColumn<QList<int>>("fields");
+        QTest::addColumn<bool>("found");
+        QTest::addColumn<quint64>("uncompressed");
+        QTest::addColumn<quint64>("offset");
+        const QList<int> sizes = {int(Field::uncompressedSize), int(Field::compressedSize)};
+        QTest::newRow("empty") << QByteArray() << sizes << false << 0ull << 0ull;
+        QTest::newRow("only a header")
+            << QByteArray("0100 0000") << QList<int>{} << false << 0ull << 0ull;
+        QTest::newRow("after another item")
+            << QByteArray("5455 0500 01020304aa 0100 0800 0700000000000000")
+            << QList<int>{int(Field::relativeOffsetOfLocalHeader)} << true << 0ull << 7ull;
+        QTest::newRow("size fits no expected list")
+            << QByteArray("0100 0800 0500000000000000") << sizes << false << 0ull << 0ull;
+        QTest::newRow("item runs past the end")
+            << QByteArray("0100 1000 0500000000000000") << sizes << false << 0ull << 0ull;
+    }
+
+    void zip64ItemScan() {
+        QFETCH(QByteArray, extra);
+        QFETCH(QList<int>, fields);
+        QFETCH(bool, found);
+        QFETCH(quint64, uncompressed);
+        QFETCH(quint64, offset);
+        std::vector<Field> wanted;
+        for (int f : fields) {
+            wanted.push_back(Field(f));
+        }
+        const auto info = ZIP64ExtendedInformation::scan(bytesOf(extra), wanted);
+        QCOMPARE(info.has_value(), found);
+        if (info) {
+            QCOMPARE(info->uncompressedSize, uncompressed);
+            QCOMPARE(info->relativeOffsetOfLocalHeader, offset);
+        }
+    }
+
+    void dataDescriptorWithOrWithoutSignature_data() {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<bool>("zip64");
+        QTest::addColumn<bool>("parsed");
+        QTest::addColumn<uint>("crc");
+        QTest::addColumn<quint64>("uncompressed");
+        QTest::newRow("plain, signature") << QByteArray("504b0708 11111111 02000000 03000000")
+                                          << false << true << 0x11111111u << 3ull;
+        QTest::newRow("plain, no signature, 4 bytes of what follows")
+            << QByteArray("11111111 02000000 03000000 504b0304") << false << true << 0x11111111u
+            << 3ull;
+        QTest::newRow("zip64, signature")
+            << QByteArray("504b0708 22222222 0200000000000000 0300000001000000") << true << true
+            << 0x22222222u << 0x100000003ull;
+        QTest::newRow("zip64, no signature")
+            << QByteArray("22222222 0200000000000000 0300000000000000 00000000") << true << true
+            << 0x22222222u << 3ull;
+        QTest::newRow("wrong length")
+            << QByteArray("504b0708 11111111 02000000") << false << false << 0u << 0ull;
+    }
+
+    void dataDescriptorWithOrWithoutSignature() {
+        QFETCH(QByteArray, bytes);
+        QFETCH(bool, zip64);
+        QFETCH(bool, parsed);
+        QFETCH(uint, crc);
+        QFETCH(quint64, uncompressed);
+        std::optional<ZIP64DataDescriptor> d;
+        if (zip64) {
+            d = ZIP64DataDescriptor::parse(bytesOf(bytes));
+        } else if (const auto plain = DataDescriptor::parse(bytesOf(bytes))) {
+            d = ZIP64DataDescriptor{
+                {}, 0, plain->crc32, plain->compressedSize, plain->uncompressedSize};
+        }
+        QCOMPARE(d.has_value(), parsed);
+        if (d) {
+            QCOMPARE(d->crc32, crc);
+            QCOMPARE(d->uncompressedSize, uncompressed);
+        }
+    }
+
+    void msdosDateIsUtcAndClamped_data() {
+        QTest::addColumn<double>("seconds");
+        QTest::addColumn<QString>("expected"); // UTC, as read back
+        QTest::newRow("plain date, odd second rounds down")
+            << 1'000'000'001.9 << "2001-09-09T01:46:40";
+        QTest::newRow("before 1980 keeps month and day") << 100.0 << "1980-01-01T00:01:40";
+        QTest::newRow("summer day before 1980") << 200'000'000.0 << "1980-05-03T19:33:20";
+        QTest::newRow("after 2099") << 4'200'000'000.0 << "2099-02-04T02:40:00";
+        QTest::newRow("negative, truncated toward zero") << -0.5 << "1980-01-01T00:00:00";
+    }
+
+    void msdosDateIsUtcAndClamped() {
+        QFETCH(double, seconds);
+        QFETCH(QString, expected);
+        uint16_t time = 0;
+        uint16_t date = 0;
+        msdosDateTime(seconds, time, date);
+        const QDateTime read =
+            QDateTime::fromSecsSinceEpoch(dateFromMsdos(time, date), QTimeZone::utc());
+        QCOMPARE(read.toString(u"yyyy-MM-ddTHH:mm:ss"_s), expected);
+    }
+
+    void codePage437MatchesPublishedTable() {
+        // Python's cp437 codec carries the published mapping.
+        const ProcessResult table = run(
+            u"python3"_s,
+            {u"-c"_s, QStringLiteral(
+                          "import sys; "
+                          "sys.stdout.buffer.write(bytes(range(256)).decode('cp437').encode())")});
+        QCOMPARE(table.exitCode, 0);
+        std::vector<uint8_t> all(256);
+        std::iota(all.begin(), all.end(), 0);
+        QCOMPARE(decodeCodePage437(all), QString::fromUtf8(table.output));
+
+        // The same bytes give another path when bit 11 is clear.
+        Entry entry = entryOf(0x0314, 0,
+                              "Gr\xc3\xbc\xc3\x9f"
+                              "e");
+        entry.centralDirectoryStructure.generalPurposeBitFlag = 0x0800;
+        QCOMPARE(entry.entryPath(), u"Grüße"_s);
+        entry.centralDirectoryStructure.generalPurposeBitFlag = 0;
+        QCOMPARE(entry.entryPath(), u"Gr├╝├ƒe"_s);
+        entry.centralDirectoryStructure.generalPurposeBitFlag = 0x0800;
+        entry.centralDirectoryStructure.fileNameData = {'a', 0xFF, 'b'};
+        QCOMPARE(entry.entryPath(), QString());
+    }
+
+    // The fallbacks to default permissions are checked on disk by extraction.
+    void entryTypeAndPermissions_data() {
+        QTest::addColumn<int>("versionMadeBy");
+        QTest::addColumn<uint>("attributes");
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<int>("type");
+        QTest::addColumn<int>("permissions");
+        const auto unix = [](uint mode) { return mode << 16; };
+        const int file = int(EntryType::file);
+        const int folder = int(EntryType::directory);
+        QTest::newRow("Unix file with set-user-ID")
+            << 0x0314 << unix(0104755) << "a" << file << 04755;
+        QTest::newRow("Unix sticky folder") << 0x0314 << unix(041777) << "d" << folder << 01777;
+        QTest::newRow("Unix link")
+            << 0x0314 << unix(0120777) << "l" << int(EntryType::symlink) << 0777;
+        QTest::newRow("macOS made file") << 0x1314 << unix(0100600) << "f/" << file << 0600;
+        QTest::newRow("Unix, no type bits, path rule")
+            << 0x0314 << unix(0640) << "d/" << folder << 0640;
+        QTest::newRow("MS-DOS folder with archive bit is a file")
+            << 0x0014 << 0x30u << "d" << file << 0644;
+        QTest::newRow("MS-DOS path with slash") << 0x0014 << 0x20u << "d/" << folder << 0755;
+        QTest::newRow("NTFS host, path rule") << 0x0A14 << unix(0120777) << "x" << file << 0644;
+    }
+
+    void entryTypeAndPermissions() {
+        QFETCH(int, versionMadeBy);
+        QFETCH(uint, attributes);
+        QFETCH(QString, path);
+        QFETCH(int, type);
+        QFETCH(int, permissions);
+        const Entry entry = entryOf(uint16_t(versionMadeBy), attributes, path.toStdString());
+        QCOMPARE(int(entry.entryType()), type);
+        QCOMPARE(int(entry.entryPermissions()), permissions);
+    }
+
+    void shortVariablePartParsesToNothing() {
+        CentralDirectoryStructure c = entryOf(0x0314, 0, "name.txt").centralDirectoryStructure;
+        c.fileCommentLength = 4;
+        const auto bytes = c.encode(); // 46 + 8, the comment's 4 bytes missing
+        const std::span<const uint8_t> fixed(bytes.data(), CentralDirectoryStructure::fixedSize);
+        QVERIFY(!CentralDirectoryStructure::parse(fixed, restAfterFixedPart(bytes)));
+        QVERIFY(!CentralDirectoryStructure::parse(fixed.first(45), restAfterFixedPart(bytes)));
+        QVERIFY(!LocalFileHeader::parse(fixed.first(30), restAfterFixedPart(bytes))); // signature
+    }
+
+    void writtenRecordsRoundTrip_data() {
+        QTest::addColumn<quint64>("size");
+        QTest::addColumn<quint64>("offset");
+        QTest::addColumn<int>("localExtra");
+        QTest::addColumn<int>("centralExtra");
+        QTest::newRow("plain") << 1000ull << 5000ull << 0 << 0;
+        QTest::newRow("size at the ZIP64 limit") << 0xFFFFFFFFull << 0ull << 20 << 20;
+        QTest::newRow("offset beyond 4 GiB") << 10ull << 0x100000000ull << 0 << 12;
+        QTest::newRow("both") << 0x200000000ull << 0x100000000ull << 20 << 28;
+    }
+
+    void writtenRecordsRoundTrip() {
+        QFETCH(quint64, size);
+        QFETCH(quint64, offset);
+        QFETCH(int, localExtra);
+        QFETCH(int, centralExtra);
+        const auto local =
+            LocalFileHeader::make("Data/x", CompressionMethod::none, 1, 0x21, 7, size, size);
+        QCOMPARE(int(local.extraFieldLength), localExtra);
+        QCOMPARE(local.versionNeededToExtract, uint16_t(localExtra ? 45 : 20));
+        const auto central = CentralDirectoryStructure::make(
+            local, externalFileAttributes(EntryType::file, 0100644), offset);
+        QCOMPARE(int(central.extraFieldLength), centralExtra);
+        QCOMPARE(central.externalFileAttributes, 0100644u << 16);
+
+        const auto encoded = central.encode();
+        const auto parsed = CentralDirectoryStructure::parse(std::span(encoded).first(46),
+                                                             restAfterFixedPart(encoded));
+        QVERIFY(parsed);
+        QCOMPARE(parsed->effectiveUncompressedSize(), size);
+        QCOMPARE(parsed->effectiveCompressedSize(), size);
+        QCOMPARE(parsed->effectiveLocalHeaderOffset(), offset);
+        QVERIFY(parsed->encode() == encoded);
+    }
+
+    void entryPathMustBeUtf8_data() {
+        QTest::addColumn<QByteArray>("path");
+        QTest::addColumn<bool>("valid");
+        QTest::newRow("umlauts") << QByteArray("Data/Gr\xc3\xbc\xc3\x9f"
+                                               "e")
+                                 << true;
+        QTest::newRow("four-byte sign") << QByteArray("\xf0\x9f\x98\x80") << true;
+        QTest::newRow("Latin-1 byte") << QByteArray("Gr\xfc\xdf"
+                                                    "e")
+                                      << false;
+        QTest::newRow("overlong slash") << QByteArray("\xc0\xaf") << false;
+        QTest::newRow("surrogate") << QByteArray("\xed\xa0\x80") << false;
+        QTest::newRow("cut short") << QByteArray("\xe2\x82") << false;
+    }
+
+    void entryPathMustBeUtf8() {
+        QFETCH(QByteArray, path);
+        QFETCH(bool, valid);
+        QTemporaryDir dir;
+        const fs::path zip = fs::path(dir.path().toStdString()) / "names.zip";
+        Archive archive(zip, AccessMode::create);
+        const auto error = errorFrom([&] {
+            archive.appendEntry(path.toStdString(), EntryType::file, 0, 0, std::nullopt,
+                                CompressionMethod::none, defaultChunkSize, nullptr,
+                                [](int64_t, int64_t) { return std::vector<uint8_t>(); });
+        });
+        QCOMPARE(error.has_value(), !valid);
+        if (error) {
+            QVERIFY(error->is(ArchiveError::invalidEntryPath));
+            QCOMPARE(readAll(zip).size(), 22); // nothing written
+        }
+    }
 };
-
-void Records::zip64ItemScan_data() {
-    QTest::addColumn<QByteArray>("extra");
-    QTest::addColumn<QList<int>>("fields");
-    QTest::addColumn<bool>("found");
-    QTest::addColumn<quint64>("uncompressed");
-    QTest::addColumn<quint64>("offset");
-    const QList<int> sizes = {int(Field::uncompressedSize), int(Field::compressedSize)};
-    QTest::newRow("empty") << QByteArray() << sizes << false << 0ull << 0ull;
-    QTest::newRow("only a header")
-        << QByteArray("0100 0000") << QList<int>{} << false << 0ull << 0ull;
-    QTest::newRow("after another item")
-        << QByteArray("5455 0500 01020304aa 0100 0800 0700000000000000")
-        << QList<int>{int(Field::relativeOffsetOfLocalHeader)} << true << 0ull << 7ull;
-    QTest::newRow("size fits no expected list")
-        << QByteArray("0100 0800 0500000000000000") << sizes << false << 0ull << 0ull;
-    QTest::newRow("item runs past the end")
-        << QByteArray("0100 1000 0500000000000000") << sizes << false << 0ull << 0ull;
-}
-
-void Records::zip64ItemScan() {
-    QFETCH(QByteArray, extra);
-    QFETCH(QList<int>, fields);
-    QFETCH(bool, found);
-    QFETCH(quint64, uncompressed);
-    QFETCH(quint64, offset);
-    std::vector<Field> wanted;
-    for (int f : fields) {
-        wanted.push_back(Field(f));
-    }
-    const auto info = ZIP64ExtendedInformation::scan(bytesOf(extra), wanted);
-    QCOMPARE(info.has_value(), found);
-    if (info) {
-        QCOMPARE(info->uncompressedSize, uncompressed);
-        QCOMPARE(info->relativeOffsetOfLocalHeader, offset);
-    }
-}
-
-void Records::dataDescriptorWithOrWithoutSignature_data() {
-    QTest::addColumn<QByteArray>("bytes");
-    QTest::addColumn<bool>("zip64");
-    QTest::addColumn<bool>("parsed");
-    QTest::addColumn<uint>("crc");
-    QTest::addColumn<quint64>("uncompressed");
-    QTest::newRow("plain, signature") << QByteArray("504b0708 11111111 02000000 03000000") << false
-                                      << true << 0x11111111u << 3ull;
-    QTest::newRow("plain, no signature, 4 bytes of what follows")
-        << QByteArray("11111111 02000000 03000000 504b0304") << false << true << 0x11111111u
-        << 3ull;
-    QTest::newRow("zip64, signature")
-        << QByteArray("504b0708 22222222 0200000000000000 0300000001000000") << true << true
-        << 0x22222222u << 0x100000003ull;
-    QTest::newRow("zip64, no signature")
-        << QByteArray("22222222 0200000000000000 0300000000000000 00000000") << true << true
-        << 0x22222222u << 3ull;
-    QTest::newRow("wrong length") << QByteArray("504b0708 11111111 02000000") << false << false
-                                  << 0u << 0ull;
-}
-
-void Records::dataDescriptorWithOrWithoutSignature() {
-    QFETCH(QByteArray, bytes);
-    QFETCH(bool, zip64);
-    QFETCH(bool, parsed);
-    QFETCH(uint, crc);
-    QFETCH(quint64, uncompressed);
-    std::optional<ZIP64DataDescriptor> d;
-    if (zip64) {
-        d = ZIP64DataDescriptor::parse(bytesOf(bytes));
-    } else if (const auto plain = DataDescriptor::parse(bytesOf(bytes))) {
-        d = ZIP64DataDescriptor{
-            {}, 0, plain->crc32, plain->compressedSize, plain->uncompressedSize};
-    }
-    QCOMPARE(d.has_value(), parsed);
-    if (d) {
-        QCOMPARE(d->crc32, crc);
-        QCOMPARE(d->uncompressedSize, uncompressed);
-    }
-}
-
-void Records::msdosDateIsUtcAndClamped_data() {
-    QTest::addColumn<double>("seconds");
-    QTest::addColumn<QString>("expected"); // UTC, as read back
-    QTest::newRow("plain date, odd second rounds down") << 1'000'000'001.9 << "2001-09-09T01:46:40";
-    QTest::newRow("before 1980 keeps month and day") << 100.0 << "1980-01-01T00:01:40";
-    QTest::newRow("summer day before 1980") << 200'000'000.0 << "1980-05-03T19:33:20";
-    QTest::newRow("after 2099") << 4'200'000'000.0 << "2099-02-04T02:40:00";
-    QTest::newRow("negative, truncated toward zero") << -0.5 << "1980-01-01T00:00:00";
-}
-
-void Records::msdosDateIsUtcAndClamped() {
-    QFETCH(double, seconds);
-    QFETCH(QString, expected);
-    uint16_t time = 0;
-    uint16_t date = 0;
-    msdosDateTime(seconds, time, date);
-    const QDateTime read =
-        QDateTime::fromSecsSinceEpoch(dateFromMsdos(time, date), QTimeZone::utc());
-    QCOMPARE(read.toString(QStringLiteral("yyyy-MM-ddTHH:mm:ss")), expected);
-}
-
-void Records::codePage437MatchesPublishedTable() {
-    // Python's cp437 codec carries the published mapping.
-    const ProcessResult table = run(
-        QStringLiteral("python3"),
-        {QStringLiteral("-c"),
-         QStringLiteral("import sys; "
-                        "sys.stdout.buffer.write(bytes(range(256)).decode('cp437').encode())")});
-    QCOMPARE(table.exitCode, 0);
-    std::vector<uint8_t> all(256);
-    std::iota(all.begin(), all.end(), 0);
-    QCOMPARE(decodeCodePage437(all), QString::fromUtf8(table.output));
-
-    // The same bytes give another path when bit 11 is clear.
-    Entry entry = entryOf(0x0314, 0,
-                          "Gr\xc3\xbc\xc3\x9f"
-                          "e");
-    entry.centralDirectoryStructure.generalPurposeBitFlag = 0x0800;
-    QCOMPARE(entry.entryPath(), QStringLiteral("Grüße"));
-    entry.centralDirectoryStructure.generalPurposeBitFlag = 0;
-    QCOMPARE(entry.entryPath(), QStringLiteral("Gr├╝├ƒe"));
-    entry.centralDirectoryStructure.generalPurposeBitFlag = 0x0800;
-    entry.centralDirectoryStructure.fileNameData = {'a', 0xFF, 'b'};
-    QCOMPARE(entry.entryPath(), QString());
-}
-
-// The fallbacks to default permissions are checked on disk by extraction.
-void Records::entryTypeAndPermissions_data() {
-    QTest::addColumn<int>("versionMadeBy");
-    QTest::addColumn<uint>("attributes");
-    QTest::addColumn<QString>("path");
-    QTest::addColumn<int>("type");
-    QTest::addColumn<int>("permissions");
-    const auto unix = [](uint mode) { return mode << 16; };
-    const int file = int(EntryType::file);
-    const int folder = int(EntryType::directory);
-    QTest::newRow("Unix file with set-user-ID") << 0x0314 << unix(0104755) << "a" << file << 04755;
-    QTest::newRow("Unix sticky folder") << 0x0314 << unix(041777) << "d" << folder << 01777;
-    QTest::newRow("Unix link") << 0x0314 << unix(0120777) << "l" << int(EntryType::symlink) << 0777;
-    QTest::newRow("macOS made file") << 0x1314 << unix(0100600) << "f/" << file << 0600;
-    QTest::newRow("Unix, no type bits, path rule")
-        << 0x0314 << unix(0640) << "d/" << folder << 0640;
-    QTest::newRow("MS-DOS folder with archive bit is a file")
-        << 0x0014 << 0x30u << "d" << file << 0644;
-    QTest::newRow("MS-DOS path with slash") << 0x0014 << 0x20u << "d/" << folder << 0755;
-    QTest::newRow("NTFS host, path rule") << 0x0A14 << unix(0120777) << "x" << file << 0644;
-}
-
-void Records::entryTypeAndPermissions() {
-    QFETCH(int, versionMadeBy);
-    QFETCH(uint, attributes);
-    QFETCH(QString, path);
-    QFETCH(int, type);
-    QFETCH(int, permissions);
-    const Entry entry = entryOf(uint16_t(versionMadeBy), attributes, path.toStdString());
-    QCOMPARE(int(entry.entryType()), type);
-    QCOMPARE(int(entry.entryPermissions()), permissions);
-}
-
-void Records::shortVariablePartParsesToNothing() {
-    CentralDirectoryStructure c = entryOf(0x0314, 0, "name.txt").centralDirectoryStructure;
-    c.fileCommentLength = 4;
-    const auto bytes = c.encode(); // 46 + 8, the comment's 4 bytes missing
-    const std::span<const uint8_t> fixed(bytes.data(), CentralDirectoryStructure::fixedSize);
-    QVERIFY(!CentralDirectoryStructure::parse(fixed, restAfterFixedPart(bytes)));
-    QVERIFY(!CentralDirectoryStructure::parse(fixed.first(45), restAfterFixedPart(bytes)));
-    QVERIFY(!LocalFileHeader::parse(fixed.first(30), restAfterFixedPart(bytes))); // signature
-}
-
-void Records::writtenRecordsRoundTrip_data() {
-    QTest::addColumn<quint64>("size");
-    QTest::addColumn<quint64>("offset");
-    QTest::addColumn<int>("localExtra");
-    QTest::addColumn<int>("centralExtra");
-    QTest::newRow("plain") << 1000ull << 5000ull << 0 << 0;
-    QTest::newRow("size at the ZIP64 limit") << 0xFFFFFFFFull << 0ull << 20 << 20;
-    QTest::newRow("offset beyond 4 GiB") << 10ull << 0x100000000ull << 0 << 12;
-    QTest::newRow("both") << 0x200000000ull << 0x100000000ull << 20 << 28;
-}
-
-void Records::writtenRecordsRoundTrip() {
-    QFETCH(quint64, size);
-    QFETCH(quint64, offset);
-    QFETCH(int, localExtra);
-    QFETCH(int, centralExtra);
-    const auto local =
-        LocalFileHeader::make("Data/x", CompressionMethod::none, 1, 0x21, 7, size, size);
-    QCOMPARE(int(local.extraFieldLength), localExtra);
-    QCOMPARE(local.versionNeededToExtract, uint16_t(localExtra ? 45 : 20));
-    const auto central = CentralDirectoryStructure::make(
-        local, externalFileAttributes(EntryType::file, 0100644), offset);
-    QCOMPARE(int(central.extraFieldLength), centralExtra);
-    QCOMPARE(central.externalFileAttributes, 0100644u << 16);
-
-    const auto encoded = central.encode();
-    const auto parsed =
-        CentralDirectoryStructure::parse(std::span(encoded).first(46), restAfterFixedPart(encoded));
-    QVERIFY(parsed);
-    QCOMPARE(parsed->effectiveUncompressedSize(), size);
-    QCOMPARE(parsed->effectiveCompressedSize(), size);
-    QCOMPARE(parsed->effectiveLocalHeaderOffset(), offset);
-    QVERIFY(parsed->encode() == encoded);
-}
-
-void Records::entryPathMustBeUtf8_data() {
-    QTest::addColumn<QByteArray>("path");
-    QTest::addColumn<bool>("valid");
-    QTest::newRow("umlauts") << QByteArray("Data/Gr\xc3\xbc\xc3\x9f"
-                                           "e")
-                             << true;
-    QTest::newRow("four-byte sign") << QByteArray("\xf0\x9f\x98\x80") << true;
-    QTest::newRow("Latin-1 byte") << QByteArray("Gr\xfc\xdf"
-                                                "e")
-                                  << false;
-    QTest::newRow("overlong slash") << QByteArray("\xc0\xaf") << false;
-    QTest::newRow("surrogate") << QByteArray("\xed\xa0\x80") << false;
-    QTest::newRow("cut short") << QByteArray("\xe2\x82") << false;
-}
-
-void Records::entryPathMustBeUtf8() {
-    QFETCH(QByteArray, path);
-    QFETCH(bool, valid);
-    QTemporaryDir dir;
-    const fs::path zip = fs::path(dir.path().toStdString()) / "names.zip";
-    Archive archive(zip, AccessMode::create);
-    const auto error = errorFrom([&] {
-        archive.appendEntry(path.toStdString(), EntryType::file, 0, 0, std::nullopt,
-                            CompressionMethod::none, defaultChunkSize, nullptr,
-                            [](int64_t, int64_t) { return std::vector<uint8_t>(); });
-    });
-    QCOMPARE(error.has_value(), !valid);
-    if (error) {
-        QVERIFY(error->is(ArchiveError::invalidEntryPath));
-        QCOMPARE(readAll(zip).size(), 22); // nothing written
-    }
-}
 
 QTEST_GUILESS_MAIN(Records)
 #include "tst_records.moc"
