@@ -147,41 +147,18 @@ class KeychainFailsFastWithoutSecretService : public QObject {
 
     QTemporaryDir scratch;
 
-    enum class Launch { withoutBus, busWithoutKeyring, ownKeyring, sameKeyring };
-
-    // Runs the child scenario and gives its standard output.
-    QByteArray runChild(Launch launch, const QByteArray& scenario) {
-        const QString self = QCoreApplication::applicationFilePath();
+    // Runs a command line ending in this executable as a child scenario
+    // and gives its standard output.
+    static QByteArray runChild(QStringList command, const QString& scenario) {
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         // No display: a keyring must not be able to show an unlock prompt.
         environment.remove(u"DISPLAY"_s);
         environment.remove(u"WAYLAND_DISPLAY"_s);
-        QString program = self;
-        QStringList arguments{u"--child"_s, QString::fromLatin1(scenario)};
-        switch (launch) {
-        case Launch::withoutBus:
-            environment.remove(u"DBUS_SESSION_BUS_ADDRESS"_s);
-            environment.insert(u"XDG_RUNTIME_DIR"_s, scratch.filePath("runtime"));
-            break;
-        case Launch::busWithoutKeyring:
-            program = u"dbus-run-session"_s;
-            arguments =
-                QStringList{u"--config-file="_s + scratch.filePath("bus.conf"), u"--"_s, self} +
-                arguments;
-            break;
-        case Launch::ownKeyring:
-            program = u"bash"_s;
-            arguments =
-                QStringList{QStringLiteral(CORVINA_SOURCE_DIR "/scripts/with-keyring.sh"), self} +
-                arguments;
-            break;
-        case Launch::sameKeyring:
-            break;
-        }
+        command << QCoreApplication::applicationFilePath() << u"--child"_s << scenario;
         QProcess child;
         child.setProcessEnvironment(environment);
         child.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        child.start(program, arguments);
+        child.start(command.takeFirst(), command);
         if (!child.waitForFinished(60000)) {
             child.kill();
             child.waitForFinished();
@@ -204,8 +181,8 @@ private Q_SLOTS:
     }
 
     void operationsGiveTheirStatus_data() {
-        QTest::addColumn<int>("launch");
-        QTest::addColumn<QByteArray>("scenario");
+        QTest::addColumn<QStringList>("launcher");
+        QTest::addColumn<QString>("scenario");
         QTest::addColumn<QStringList>("results");
         QTest::addColumn<QByteArray>("line");
         QTest::addColumn<int>("limitMs");
@@ -215,30 +192,33 @@ private Q_SLOTS:
             "computer.";
         const QStringList unavailable{"read notAvailable", "write notAvailable",
                                       "remove notAvailable", "readFlag false", "writeFlag done"};
-        QTest::newRow("no session bus") << int(Launch::withoutBus) << QByteArray("all")
-                                        << unavailable << notAvailableLine << 3000;
+        const QStringList noBus{"env", "-u", "DBUS_SESSION_BUS_ADDRESS",
+                                u"XDG_RUNTIME_DIR="_s + scratch.filePath("runtime")};
+        const QStringList busWithoutKeyring{
+            "dbus-run-session", u"--config-file="_s + scratch.filePath("bus.conf"), "--"};
+        QTest::newRow("no session bus")
+            << noBus << u"all"_s << unavailable << notAvailableLine << 3000;
         QTest::newRow("bus without secret service")
-            << int(Launch::busWithoutKeyring) << QByteArray("all") << unavailable
-            << notAvailableLine << 3000;
+            << busWithoutKeyring << u"all"_s << unavailable << notAvailableLine << 3000;
         QTest::newRow("secret service that never answers")
-            << int(Launch::busWithoutKeyring) << QByteArray("silent")
+            << busWithoutKeyring << u"silent"_s
             << QStringList{"read notAvailable", "writeFlag done"} << notAvailableLine
             << Keychain::callTimeoutMs + 2000;
         // A lookup in a locked collection finds nothing; changes are refused.
         QTest::newRow("locked collection")
-            << int(Launch::ownKeyring) << QByteArray("locked")
+            << QStringList{"bash", CORVINA_SOURCE_DIR "/scripts/with-keyring.sh"} << u"locked"_s
             << QStringList{"read absent", "write interactionNotAllowed",
                            "remove interactionNotAllowed", "readFlag false", "writeFlag done"}
             << QByteArray("OSStatus error:[-25308] User interaction is not allowed.") << 3000;
     }
     void operationsGiveTheirStatus() {
-        QFETCH(int, launch);
-        QFETCH(QByteArray, scenario);
+        QFETCH(QStringList, launcher);
+        QFETCH(QString, scenario);
         QFETCH(QStringList, results);
         QFETCH(QByteArray, line);
         QFETCH(int, limitMs);
 
-        const QByteArray output = runChild(Launch(launch), scenario);
+        const QByteArray output = runChild(launcher, scenario);
         QStringList seen;
         for (const QByteArray& result : output.split('\n')) {
             const QList<QByteArray> fields = result.split(' ');
@@ -255,7 +235,7 @@ private Q_SLOTS:
     void bytesThatAreNoUtf8WriteTheConversionLine() {
         const QStringList attributes{u"service"_s, childService, u"account"_s, childKey};
         QVERIFY(secret_tool::store(attributes, "\xff\xfe"));
-        const QByteArray output = runChild(Launch::sameKeyring, "all");
+        const QByteArray output = runChild({}, u"all"_s);
         secret_tool::clear(attributes);
         secret_tool::clear({u"account"_s, childKey});
 
