@@ -69,6 +69,7 @@ MouseArea {
                 anchors.centerIn: parent
                 name: root.iconName
                 size: root.isHover ? 40 : 25
+                drawSize: 40
                 color: root.tint
 
                 Behavior on size {
