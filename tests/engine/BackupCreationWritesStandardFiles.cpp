@@ -73,9 +73,8 @@ private Q_SLOTS:
 
         const QString zip = work.filePath(u"plain.zip"_s);
         QVERIFY(openssl(true, created.backupFile, zip, u"pw"_s));
-        QVERIFY(readAll(zip).startsWith("PK\x03\x04"));
-        QCOMPARE(readAll(created.backupFile),
-                 aesEncrypt(readAll(zip), deriveArchiveKey(u"pw"_s), QByteArray(archiveIv)));
+        // Whole: a stream that stopped early would still pad and decrypt.
+        QVERIFY(runProgram(u"unzip"_s, {u"-tq"_s, zip}));
 
         const QString stamp = QFileInfo(created.backupFile).completeBaseName().mid(7);
         const QStringList expected{

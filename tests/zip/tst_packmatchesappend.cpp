@@ -164,7 +164,7 @@ private Q_SLOTS:
     }
 
     void zip64EndRecordsFromEntryCount() {
-        // 65,540 entries: the count crosses 65,535 and the end records take the
+        // 65,541 entries: the count crosses 65,535 and the end records take the
         // ZIP64 form. The step-by-step side writes the first entries in one pass
         // and adds the last ones, across the limit, one by one.
         const fs::path root = m_dir.path().toStdString();
@@ -172,15 +172,9 @@ private Q_SLOTS:
         constexpr int folders = 20;
         constexpr int filesPerFolder = 3276; // 20 * 3276 + 20 folders + "Many/" = 65,541
         for (int f = 0; f < folders; ++f) {
-            const fs::path folder = data / ("f" + std::to_string(f));
-            fs::create_directories(folder);
-            for (int i = 0; i < filesPerFolder; ++i) {
-                const int fd =
-                    ::open((folder / std::to_string(i)).c_str(), O_WRONLY | O_CREAT, 0644);
-                if (i % 1000 == 0) {
-                    (void)::write(fd, "x", 1);
-                }
-                ::close(fd);
+            for (int i = 0; i < filesPerFolder; ++i) { // a few with content
+                writeFile(data / ("f" + std::to_string(f)) / std::to_string(i),
+                          i % 1000 == 0 ? "x" : "");
             }
         }
         const fs::path fast = root / "many-fast.zip";
@@ -217,8 +211,7 @@ private Q_SLOTS:
             uint64_t{65'541});
         std::size_t count = 0;
         for (const Entry& entry : archive.entrySequence()) {
-            QVERIFY(!entry.isZip64Entry());
-            ++count;
+            count += entry.isZip64Entry() ? 0 : 1; // only the end records take the ZIP64 form
         }
         QCOMPARE(count, std::size_t{65'541});
         const ProcessResult python = run(
