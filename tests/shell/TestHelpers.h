@@ -4,9 +4,6 @@
 #include <QStringList>
 #include <QtQml/qqmlregistration.h>
 
-class QQmlEngine;
-class QJSEngine;
-
 namespace corvina::test {
 
 /// Writes the keyring items that the gate reads, in the private keyring of
