@@ -26,16 +26,13 @@ with zipfile.ZipFile(out if out != '-' else sys.stdout.buffer, 'w', zipfile.ZIP_
             entry.write(f.read())
 )";
 
-QByteArray bytesOf(std::span<const uint8_t> bytes) {
-    return QByteArray(reinterpret_cast<const char*>(bytes.data()), qsizetype(bytes.size()));
-}
-
 /// Reads a whole entry through readEntry.
 QByteArray readWhole(Archive& archive, const Entry& entry, uint32_t* crc = nullptr) {
     QByteArray all;
-    const uint32_t value =
-        archive.readEntry(entry, defaultChunkSize, false, nullptr,
-                          [&](std::span<const uint8_t> chunk) { all += bytesOf(chunk); });
+    const uint32_t value = archive.readEntry(
+        entry, defaultChunkSize, false, nullptr, [&](std::span<const uint8_t> chunk) {
+            all.append(reinterpret_cast<const char*>(chunk.data()), qsizetype(chunk.size()));
+        });
     if (crc != nullptr) {
         *crc = value;
     }
