@@ -109,29 +109,6 @@ private Q_SLOTS:
             "Символическая ссылка Data/link восстановлена, указывает на notes.txt.")));
     }
 
-    void logLinesFollowTheSteps() {
-        QTemporaryDir work;
-        const QString backup = backupOf(work.path(), {u"Data/d/"_s, u"Data/d/a=inhalt"_s});
-        const QString c = work.filePath(u"c"_s);
-        QDir().mkpath(c + u"/Data"_s);
-        QCOMPARE(restore(backup, c), EncryptionResult::success());
-        QCOMPARE(m_log,
-                 QStringList(
-                     {u"Размер зашифрованного архива: 0.000213623046875 МБ"_s,
-                      u"Начало расшифровки данных архива."_s,
-                      QStringLiteral("Расшифровка завершена. Размер расшифрованных данных: "
-                                     "%1 байт")
-                          .arg(QFileInfo(work.filePath(u"plain.zip"_s)).size()),
-                      u"Временный расшифрованный архив сохранен: %1/.decryptedArchive.zip"_s.arg(c),
-                      u"Архив успешно открыт для чтения. Начало распаковки."_s,
-                      u"Обрабатывается файл: Data/d/"_s, u"Тип записи: директория"_s,
-                      u"Обрабатывается файл: Data/d/a"_s, u"Тип записи: файл"_s,
-                      u"Файл успешно извлечен: %1/.TempData/d/a"_s.arg(c),
-                      u"Распаковка завершена."_s, u"Очистка директории: %1/Data"_s.arg(c),
-                      u"Данные успешно восстановлены в директорию: %1/Data"_s.arg(c),
-                      u"Временные файлы удалены."_s}));
-    }
-
     void failureLeavesDataFolderUntouched_data() {
         QTest::addColumn<QStringList>("entries");
         QTest::addColumn<QByteArray>("plain");
