@@ -1,7 +1,7 @@
 #include "zip/Archive.h"
 
 #include "zip/CompressionStream.h"
-#include "zip/ItemInspection.h"
+#include "zip/ItemInfo.h"
 
 #include <algorithm>
 #include <cerrno>

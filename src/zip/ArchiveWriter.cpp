@@ -2,7 +2,7 @@
 
 #include "zip/CompressionStream.h"
 #include "zip/Error.h"
-#include "zip/ItemInspection.h"
+#include "zip/ItemInfo.h"
 
 #include <algorithm>
 #include <cerrno>

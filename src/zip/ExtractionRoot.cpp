@@ -1,6 +1,6 @@
 #include "zip/ExtractionRoot.h"
 
-#include "zip/ItemInspection.h"
+#include "zip/ItemInfo.h"
 
 #include <QByteArrayList>
 

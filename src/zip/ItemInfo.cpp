@@ -1,4 +1,4 @@
-#include "zip/ItemInspection.h"
+#include "zip/ItemInfo.h"
 
 #include "zip/Error.h"
 
