@@ -67,13 +67,17 @@ void writeAll(int fd, const void* data, std::size_t size, const std::filesystem:
     }
 }
 
-std::size_t readAt(int fd, void* data, std::size_t size, uint64_t offset,
-                   const std::filesystem::path& path) {
+namespace {
+
+/// Repeats `readStep(at, wanted, done)` until `size` bytes are read or the
+/// file ends, retrying interrupted reads.
+template <typename ReadStep>
+std::size_t readRepeatedly(void* data, std::size_t size, const std::filesystem::path& path,
+                           ReadStep readStep) {
     auto* bytes = static_cast<char*>(data);
     std::size_t total = 0;
     while (total < size) {
-        const ssize_t got =
-            ::pread(fd, bytes + total, size - total, static_cast<off_t>(offset + total));
+        const ssize_t got = readStep(bytes + total, size - total, total);
         if (got < 0) {
             if (errno == EINTR) {
                 continue;
@@ -88,23 +92,19 @@ std::size_t readAt(int fd, void* data, std::size_t size, uint64_t offset,
     return total;
 }
 
+} // namespace
+
+std::size_t readAt(int fd, void* data, std::size_t size, uint64_t offset,
+                   const std::filesystem::path& path) {
+    return readRepeatedly(data, size, path, [&](char* at, std::size_t wanted, std::size_t done) {
+        return ::pread(fd, at, wanted, static_cast<off_t>(offset + done));
+    });
+}
+
 std::size_t readSome(int fd, void* data, std::size_t size, const std::filesystem::path& path) {
-    auto* bytes = static_cast<char*>(data);
-    std::size_t total = 0;
-    while (total < size) {
-        const ssize_t got = ::read(fd, bytes + total, size - total);
-        if (got < 0) {
-            if (errno == EINTR) {
-                continue;
-            }
-            throw SystemError(errno, path);
-        }
-        if (got == 0) {
-            break;
-        }
-        total += static_cast<std::size_t>(got);
-    }
-    return total;
+    return readRepeatedly(data, size, path, [&](char* at, std::size_t wanted, std::size_t) {
+        return ::read(fd, at, wanted);
+    });
 }
 
 void syncFile(int fd, const std::filesystem::path& path) {
