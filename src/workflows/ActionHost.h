@@ -3,6 +3,7 @@
 #include "workflows/CompanionApplication.h"
 
 #include <QObject>
+#include <QPointer>
 #include <QString>
 
 #include <optional>
@@ -96,5 +97,24 @@ private:
     std::optional<RunningApplication> m_runningApplication;
     Action m_pendingAction = Action::create;
 };
+
+/// Moves a sheet's view model from the host in `current` to `next`: its
+/// connections to the old host go, and `onPerformAction` runs on each flip of
+/// the new host's action. Returns false when the host stays the same.
+template <typename Receiver, typename Slot>
+bool attachActionHost(QPointer<ActionHost>& current, ActionHost* next, Receiver* receiver,
+                      Slot onPerformAction) {
+    if (current == next) {
+        return false;
+    }
+    if (current) {
+        QObject::disconnect(current, nullptr, receiver, nullptr);
+    }
+    current = next;
+    if (current) {
+        QObject::connect(current, &ActionHost::performActionChanged, receiver, onPerformAction);
+    }
+    return true;
+}
 
 } // namespace corvina

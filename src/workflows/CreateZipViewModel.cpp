@@ -51,15 +51,8 @@ void CreateZipViewModel::setComment(const QString& comment) {
 }
 
 void CreateZipViewModel::setHost(ActionHost* host) {
-    if (m_host == host) {
+    if (!attachActionHost(m_host, host, this, &CreateZipViewModel::runAction)) {
         return;
-    }
-    if (m_host) {
-        disconnect(m_host, nullptr, this, nullptr);
-    }
-    m_host = host;
-    if (m_host) {
-        connect(m_host, &ActionHost::performActionChanged, this, &CreateZipViewModel::runAction);
     }
     Q_EMIT hostChanged();
 }

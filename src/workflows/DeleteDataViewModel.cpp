@@ -44,15 +44,10 @@ void DeleteDataViewModel::setIsConfirmed(bool confirmed) {
 }
 
 void DeleteDataViewModel::setHost(ActionHost* host) {
-    if (m_host == host) {
+    if (!attachActionHost(m_host, host, this, &DeleteDataViewModel::runDeletion)) {
         return;
     }
     if (m_host) {
-        disconnect(m_host, nullptr, this, nullptr);
-    }
-    m_host = host;
-    if (m_host) {
-        connect(m_host, &ActionHost::performActionChanged, this, &DeleteDataViewModel::runDeletion);
         connect(m_host, &ActionHost::isSaveButtonDisabledChanged, this,
                 &DeleteDataViewModel::isConfirmedChanged);
     }

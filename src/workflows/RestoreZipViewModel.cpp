@@ -90,15 +90,8 @@ QString RestoreZipViewModel::deleteBackupText() const {
 }
 
 void RestoreZipViewModel::setHost(ActionHost* host) {
-    if (m_host == host) {
+    if (!attachActionHost(m_host, host, this, &RestoreZipViewModel::runAction)) {
         return;
-    }
-    if (m_host) {
-        disconnect(m_host, nullptr, this, nullptr);
-    }
-    m_host = host;
-    if (m_host) {
-        connect(m_host, &ActionHost::performActionChanged, this, &RestoreZipViewModel::runAction);
     }
     Q_EMIT hostChanged();
 }
