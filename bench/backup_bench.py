@@ -1,29 +1,39 @@
 #!/usr/bin/env python3
-"""Backup and restore speed and memory against stock tools.
+"""Backup and restore speed and memory against stock tools and the machine's limit.
 
-Generates data folders deterministically, then times, side by side in one run
-on the same folder:
+Generates data folders deterministically (large files, a mixed tree, many
+small files), then times in one run, in rounds whose order rotates so that no
+contender always runs on a cold or a warm machine:
 
-  creation:    corvina-backup create
-               vs. zip -0 -r -y, openssl enc -aes-256-cbc (same key and IV), sync of its output
-  restoration: corvina-backup restore
-               vs. openssl enc -d -aes-256-cbc, unzip, sync of the target's file system
+  create   ours:      corvina-backup create (durable: it syncs its own file)
+           pipeline:  tar -cf - Data | openssl enc -aes-256-cbc, then sync of the output
+           aes:       openssl enc -aes-256-cbc over the backup's plaintext to /dev/null
+           copy:      cat of every data file into one file, then sync of it
+           restic, borg: a fresh repository each round, where installed
+  restore  ours:      corvina-backup restore into an empty container
+           pipeline:  openssl enc -d | tar -x, then sync of the file system
+           aes:       openssl enc -d over our backup to /dev/null
+           copy:      cat of our backup into one file, then sync of it
+           restic, borg: restore of the repository made once, where installed
 
-and prints the wall-time ratio (ours / baseline) and both peak RSS figures.
-Each pair runs several times, alternating, and the medians are compared.
+The physical limit of a row is the larger of `aes` and `copy`. Each time is
+the median of the rounds, each memory figure the peak RSS of the largest
+process of any round (/usr/bin/time). On the large shape, creation also runs
+with the progress line shown on a pseudo terminal, to price the reporting.
 
-    bench/backup_bench.py --tool build/release/src/cli/corvina-backup [--scale 0.1]
+    bench/backup_bench.py --tool build/release/src/cli/corvina-backup [--scale 0.5]
 """
 
 import argparse
 import hashlib
 import os
 import random
+import shlex
 import shutil
 import statistics
 import subprocess
-import tempfile
 import sys
+import tempfile
 import time
 from pathlib import Path
 
@@ -32,6 +42,7 @@ INTERNAL_KEY = "PlainWordsMakeTheArchiveKey5678?"
 SALT = b"SingleGrit"
 IV = b"qwertzuiopasdfgh"
 MIB = 1024 * 1024
+RSS_LIMIT_MIB = 64
 
 
 def archive_key_hex(password: str) -> str:
@@ -59,7 +70,7 @@ class Pattern:
 
 
 def make_large(root: Path, scale: float, pattern: Pattern):
-    sizes = [int(s * MIB * scale) for s in (128, 96, 48)]
+    sizes = [int(s * MIB * scale) for s in (512, 256, 160, 96)]
     for i, size in enumerate(sizes):
         pattern.write(root / f"large-{i}.bin", size, i)
 
@@ -85,7 +96,7 @@ def make_many(root: Path, scale: float, pattern: Pattern):
             f.write(pattern.block[start:start + 1024])
 
 
-DATASETS = {
+SHAPES = {
     "large": make_large,
     "mixed": make_mixed,
     "100k-small": make_many,
@@ -100,7 +111,11 @@ def folder_size(root: Path) -> int:
     return total
 
 
-def run_measured(commands, cwd=None):
+def load() -> str:
+    return "load %.2f %.2f %.2f" % os.getloadavg()
+
+
+def run_measured(commands, cwd=None, env=None):
     """Runs shell commands in sequence; returns (seconds, peak RSS in KiB of any of them).
 
     Each command runs under /usr/bin/time: a child forked from this Python
@@ -110,7 +125,8 @@ def run_measured(commands, cwd=None):
     with tempfile.NamedTemporaryFile(mode="r") as report:
         for command in commands:
             proc = subprocess.run(["/usr/bin/time", "-f", "%M", "-o", report.name, "sh", "-c", command],
-                                  cwd=cwd, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
+                                  cwd=cwd, env=env, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+                                  stderr=subprocess.PIPE)
             if proc.returncode != 0:
                 err = proc.stderr.decode(errors="replace")
                 raise RuntimeError(f"command failed ({proc.returncode}): {command}\n{err}")
@@ -126,16 +142,41 @@ def clear(path: Path):
         path.unlink()
 
 
-def median_pair(rounds, ours, baseline, reset):
-    ours_t, ours_m, base_t, base_m = [], [], [], []
-    for _ in range(rounds):
-        for runner, times, peaks in ((baseline, base_t, base_m), (ours, ours_t, ours_m)):
-            reset()
-            t, m = runner()
-            times.append(t)
-            peaks.append(m)
-    reset()
-    return (statistics.median(ours_t), max(ours_m), statistics.median(base_t), max(base_m))
+def fresh(*paths: Path):
+    for path in paths:
+        clear(path)
+        path.mkdir(parents=True)
+
+
+class Contender:
+    """One way of doing the work: `prepare` runs untimed before each round, `commands` timed."""
+
+    def __init__(self, name, commands, prepare=lambda: None, cwd=None, env=None):
+        self.name, self.commands, self.prepare, self.cwd, self.env = name, commands, prepare, cwd, env
+        self.times, self.peaks = [], []
+
+    def run(self):
+        self.prepare()
+        t, m = run_measured(self.commands, self.cwd, self.env)
+        self.times.append(t)
+        self.peaks.append(m)
+
+    def median(self):
+        return statistics.median(self.times)
+
+    def peak_mib(self):
+        return max(self.peaks) / 1024
+
+
+def run_rounds(rounds, contenders):
+    for r in range(rounds):
+        shift = r % len(contenders)
+        for contender in contenders[shift:] + contenders[:shift]:
+            contender.run()
+
+
+def sh(*words) -> str:
+    return " ".join(shlex.quote(str(w)) for w in words)
 
 
 def main():
@@ -144,7 +185,7 @@ def main():
     parser.add_argument("--work", default="/var/tmp/corvina-bench", help="scratch folder (not tmpfs)")
     parser.add_argument("--scale", type=float, default=1.0, help="fraction of the full data sizes")
     parser.add_argument("--rounds", type=int, default=3)
-    parser.add_argument("--only", choices=sorted(DATASETS), action="append")
+    parser.add_argument("--only", choices=sorted(SHAPES), action="append")
     args = parser.parse_args()
 
     tool = Path(args.tool).resolve()
@@ -152,82 +193,126 @@ def main():
     work.mkdir(parents=True, exist_ok=True)
     pattern = Pattern(1)
     key_hex = archive_key_hex(PASSWORD)
-    iv_hex = IV.hex()
+    enc = f"openssl enc -aes-256-cbc -K {key_hex} -iv {IV.hex()}"
     password_file = work / "password.txt"
     password_file.write_text(PASSWORD + "\n")
+    tool_env = dict(os.environ, RESTIC_PASSWORD=PASSWORD, BORG_PASSPHRASE=PASSWORD,
+                    BORG_RELOCATED_REPO_ACCESS_IS_OK="yes")
+    restic, borg, script = shutil.which("restic"), shutil.which("borg"), shutil.which("script")
+    out = work / "out"
+    container = work / "container"
+    repo = work / "repo"
 
-    rows = []
-    for name in args.only or DATASETS:
-        source_parent = work / f"src-{name}-{args.scale}"
-        source = source_parent / "Data"
+    print(f"start: {load()}, {os.cpu_count()} cores", file=sys.stderr)
+    rows, notes = [], []
+    for name in args.only or SHAPES:
+        parent = work / f"src-{name}-{args.scale}"
+        source = parent / "Data"
         if not source.exists():
             print(f"generating {name} ...", file=sys.stderr)
             source.mkdir(parents=True)
-            DATASETS[name](source, args.scale, pattern)
+            SHAPES[name](source, args.scale, pattern)
         size = folder_size(source)
+        files = work / f"files-{name}.txt"
+        files.write_text("".join(os.path.join(d, f) + "\0" for d, _, fs in os.walk(source) for f in fs))
+        before = load()
 
-        out_ours = work / "out-ours"
-        out_base = work / "out-base"
+        # The backup both restore sides start from, and its plaintext for the cipher alone.
+        backup = work / f"backup-{name}.halvorn"
+        pipeline_backup = work / f"backup-{name}.tar.enc"
+        plaintext = work / f"plain-{name}.zip"
+        fresh(out)
+        run_measured([sh(tool, "create", "--source", source, "--dest", out, "--password-file", password_file)])
+        shutil.move(next(out.glob("Backup_*.halvorn")), backup)
+        run_measured([f"{enc} -d -in {sh(backup)} -out {sh(plaintext)}",
+                      f"tar -cf - Data | {enc} -out {sh(pipeline_backup)}"], cwd=parent)
 
-        def reset_create():
-            clear(out_ours)
-            clear(out_base)
-            out_ours.mkdir()
-            out_base.mkdir()
+        create_ours = sh(tool, "create", "--source", source, "--dest", out, "--password-file", password_file)
+        creators = [
+            Contender("ours", [create_ours], lambda: fresh(out)),
+            Contender("pipeline", [f"tar -cf - Data | {enc} -out {sh(out / 'b.tar.enc')}",
+                                   sh("sync", out / "b.tar.enc")], lambda: fresh(out), cwd=parent),
+            Contender("aes", [f"{enc} -in {sh(plaintext)} -out /dev/null"]),
+            Contender("copy", [f"xargs -0 cat < {sh(files)} > {sh(out / 'copy')}", sh("sync", out / "copy")],
+                      lambda: fresh(out)),
+        ]
+        if name == "large" and script:
+            creators.append(Contender("ours+progress", [sh(script, "-qefc", create_ours, "/dev/null")],
+                                      lambda: fresh(out)))
+        if restic:
+            creators.append(Contender("restic", [sh(restic, "-q", "-r", repo, "backup", "Data"),
+                                                 sh("sync", "-f", repo)],
+                                      lambda: (clear(repo), run_measured([sh(restic, "-q", "-r", repo, "init")],
+                                                                         env=tool_env)),
+                                      cwd=parent, env=tool_env))
+        if borg:
+            creators.append(Contender("borg", [sh(borg, "create", f"{repo}::b", "Data"), sh("sync", "-f", repo)],
+                                      lambda: (clear(repo), run_measured([sh(borg, "init", "-e", "repokey", repo)],
+                                                                         env=tool_env)),
+                                      cwd=parent, env=tool_env))
+        run_rounds(args.rounds, creators)
+        rows.append((name, "create", size, {c.name: c for c in creators}, before, load()))
 
-        def create_ours():
-            return run_measured([f"'{tool}' create --source '{source}' --dest '{out_ours}' "
-                                 f"--password-file '{password_file}'"])
+        before = load()
+        restorers = [
+            Contender("ours", [sh(tool, "restore", "--backup", backup, "--container", container,
+                                  "--password-file", password_file)], lambda: fresh(container)),
+            Contender("pipeline", [f"{enc} -d -in {sh(pipeline_backup)} | tar -x -C {sh(container)}",
+                                   sh("sync", "-f", container)], lambda: fresh(container)),
+            Contender("aes", [f"{enc} -d -in {sh(backup)} -out /dev/null"]),
+            Contender("copy", [f"cat {sh(backup)} > {sh(container / 'copy')}", sh("sync", container / "copy")],
+                      lambda: fresh(container)),
+        ]
+        for tool_name, make, restore in (
+                (restic, lambda: [sh(restic, "-q", "-r", repo, "init"), sh(restic, "-q", "-r", repo, "backup", "Data")],
+                 lambda: [sh(restic, "-q", "-r", repo, "restore", "latest", "--target", container),
+                          sh("sync", "-f", container)]),
+                (borg, lambda: [sh(borg, "init", "-e", "repokey", repo), sh(borg, "create", f"{repo}::b", "Data")],
+                 lambda: [sh(borg, "extract", f"{repo}::b"), sh("sync", "-f", container)])):
+            if tool_name:
+                clear(repo)
+                run_measured(make(), cwd=parent, env=tool_env)
+                restorers.append(Contender(Path(tool_name).name, restore(), lambda: fresh(container),
+                                           cwd=container, env=tool_env))
+        run_rounds(args.rounds, restorers)
+        rows.append((name, "restore", size, {c.name: c for c in restorers}, before, load()))
+        clear(container)
+        clear(out)
+        clear(repo)
 
-        def create_base():
-            return run_measured([
-                f"zip -0 -r -y -q '{out_base}/base.zip' Data",
-                f"openssl enc -aes-256-cbc -K {key_hex} -iv {iv_hex} "
-                f"-in '{out_base}/base.zip' -out '{out_base}/base.halvorn'",
-                f"sync '{out_base}/base.halvorn'",
-            ], cwd=source_parent)
-
-        c = median_pair(args.rounds, create_ours, create_base, reset_create)
-        rows.append((name, "create", size, *c))
-
-        # Both sides restore the same backup, made by our tool.
-        backup = work / f"restore-{name}.halvorn"
-        reset_create()
-        create_ours()
-        shutil.move(next(out_ours.glob("Backup_*.halvorn")), backup)
-        container_ours = work / "container-ours"
-        container_base = work / "container-base"
-
-        def reset_restore():
-            clear(out_ours)
-            clear(out_base)
-            for c_dir in (container_ours, container_base):
-                clear(c_dir)
-                c_dir.mkdir()
-
-        def restore_ours():
-            return run_measured([f"'{tool}' restore --backup '{backup}' --container '{container_ours}' "
-                                 f"--password-file '{password_file}'"])
-
-        def restore_base():
-            return run_measured([
-                f"openssl enc -d -aes-256-cbc -K {key_hex} -iv {iv_hex} "
-                f"-in '{backup}' -out '{container_base}/.decryptedArchive.zip'",
-                f"unzip -q '{container_base}/.decryptedArchive.zip' -d '{container_base}/.TempData'",
-                f"sync -f '{container_base}'",
-            ])
-
-        r = median_pair(args.rounds, restore_ours, restore_base, reset_restore)
-        rows.append((name, "restore", size, *r))
-
+    others = [n for n in ("restic", "borg") if any(n in r[3] for r in rows)]
+    header = (f"{'data':<11} {'op':<8} {'MiB':>7} {'ours s':>7} {'pipe s':>7} {'aes s':>6} {'copy s':>7} "
+              f"{'limit':>6} " + "".join(f"{n + ' s':>9}" for n in others) +
+              f" {'/limit':>7} {'/pipe':>6} {'RSS ours':>9} {'RSS pipe':>9}  targets")
     print()
-    print(f"{'data':<12} {'operation':<9} {'MiB':>8} {'ours s':>8} {'base s':>8} {'time ratio':>10} "
-          f"{'ours RSS MiB':>12} {'base RSS MiB':>12}")
-    for name, op, size, ot, om, bt, bm in rows:
-        print(f"{name:<12} {op:<9} {size / MIB:8.1f} {ot:8.2f} {bt:8.2f} {ot / bt:10.2f} "
-              f"{om / 1024:12.1f} {bm / 1024:12.1f}")
-    print("baseline: zip -0 -r -y + openssl enc -aes-256-cbc + sync (create); "
-          "openssl enc -d + unzip + sync (restore)")
+    print(header)
+    for name, op, size, c, before, after in rows:
+        ours, pipe = c["ours"].median(), c["pipeline"].median()
+        limit = max(c["aes"].median(), c["copy"].median())
+        rss = c["ours"].peak_mib()
+        if name == "100k-small":
+            met = ours <= pipe
+            goal = "<= pipeline"
+        else:
+            met = ours <= 1.3 * limit and ours <= 0.7 * pipe
+            goal = "<= 1.3 limit, <= 0.7 pipeline"
+        met_rss = rss <= RSS_LIMIT_MIB
+        print(f"{name:<11} {op:<8} {size / MIB:7.1f} {ours:7.2f} {pipe:7.2f} {c['aes'].median():6.2f} "
+              f"{c['copy'].median():7.2f} {limit:6.2f} " +
+              "".join(f"{c[n].median():9.2f}" if n in c else f"{'-':>9}" for n in others) +
+              f" {ours / limit:7.2f} {ours / pipe:6.2f} {rss:9.1f} {c['pipeline'].peak_mib():9.1f}  "
+              f"time {'met' if met else 'MISSED'} ({goal}), RSS {'met' if met_rss else 'MISSED'}")
+        notes.append(f"{name} {op}: {before} before, {after} after")
+        if "ours+progress" in c:
+            shown = c["ours+progress"].median()
+            notes.append(f"{name} {op}: progress shown on a terminal {shown:.2f} s against {ours:.2f} s, "
+                         f"cost {100 * (shown - ours) / ours:+.1f} % (goal < 2 %)")
+    print()
+    print("limit = max(aes, copy); RSS in MiB of the largest process; times are medians of "
+          f"{args.rounds} rounds; scale {args.scale}")
+    for note in notes:
+        print(note)
+    print(f"end: {load()}")
 
 
 if __name__ == "__main__":

@@ -1,6 +1,9 @@
 #!/usr/bin/env bash
-# Builds the release tool and runs the backup/restore benchmark against stock tools.
-#   bench/run.sh [--scale 0.1] [--only large] ...
+# Builds the release tool and runs the backup/restore benchmark against the
+# stream pipelines (tar | openssl enc), restic and borg where installed, and
+# the machine's limit (AES alone, copying alone). About ten minutes at full
+# scale on 2 cores; a smaller --scale shortens it.
+#   bench/run.sh [--scale 0.5] [--rounds 3] [--only large] ...
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 builddir="$root/build/release"
