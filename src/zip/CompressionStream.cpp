@@ -1,5 +1,6 @@
 #include "zip/CompressionStream.h"
 
+#include "zip/Crc32.h"
 #include "zip/Error.h"
 
 #include <zlib.h>
@@ -25,10 +26,7 @@ uInt chunkLength(uint64_t size, uint64_t position, int64_t bufferSize) {
 } // namespace
 
 uint32_t continueCrc32(uint32_t crc, std::span<const uint8_t> bytes) {
-    if (bytes.empty()) {
-        return crc;
-    }
-    return static_cast<uint32_t>(::crc32_z(crc, bytes.data(), bytes.size()));
+    return fastCrc32(crc, bytes);
 }
 
 uint32_t deflateStream(uint64_t size, int64_t bufferSize, const DeflateSource& source,
