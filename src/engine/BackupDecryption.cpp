@@ -1,0 +1,89 @@
+#include "engine/BackupDecryption.h"
+
+#include "engine/Cipher.h"
+#include "engine/DiagnosticLog.h"
+#include "engine/EngineSupport.h"
+#include "engine/LogText.h"
+#include "engine/StreamingCipher.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+namespace corvina::engine {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr std::array<uint8_t, 4> zipSignature{0x50, 0x4B, 0x03, 0x04};
+
+/// Link targets are read whole; no system takes one this long (Linux stops
+/// at 4096 bytes), so a longer size field is damage and is not read.
+constexpr uint32_t longestLinkTarget = 65536;
+
+} // namespace
+
+bool hasAbsurdLinkTarget(const zip::Entry& entry) {
+    return entry.localFileHeader.compressedSize > longestLinkTarget;
+}
+
+Decryption decryptBackup(const QString& backupFile, const QString& password, const QByteArray& iv,
+                         const fs::path& workFolder) {
+    const auto readFailure = [](const std::exception_ptr& error) {
+        diagnosticLog(QStringLiteral("Ошибка: ") + describeException(error));
+        return Decryption{
+            nullptr, EncryptionResult::failure(FinderCommentError::Case::archiveCreationFailed)};
+    };
+
+    const ArchiveKey key = deriveArchiveKey(password);
+    const fs::path backupPath = toPath(backupFile);
+    FileDescriptor input;
+    struct stat status {};
+    try {
+        input = openFile(backupPath, O_RDONLY);
+        if (::fstat(input.get(), &status) != 0) {
+            throw SystemError(errno, backupPath);
+        }
+        if (S_ISDIR(status.st_mode)) {
+            throw SystemError(EISDIR, backupPath);
+        }
+    } catch (...) {
+        return readFailure(std::current_exception());
+    }
+    if (status.st_size == 0) {
+        diagnosticLog(QStringLiteral("Ошибка: зашифрованный файл пустой."));
+        return {nullptr,
+                EncryptionResult::failure(FinderCommentError::Case::encryptedFileNotFound)};
+    }
+    diagnosticLog(QStringLiteral("Размер зашифрованного архива: ") +
+                  shortestDoubleText(static_cast<double>(status.st_size) * 9.5367431640625e-7) +
+                  QStringLiteral(" МБ"));
+    diagnosticLog(QStringLiteral("Начало расшифровки данных архива."));
+
+    Decryption decryption;
+    DecryptionOutcome outcome;
+    try {
+        decryption.plaintext = std::make_unique<UnpublishedFile>(workFolder, 0600);
+        outcome = decryptStream(input.get(), backupPath, decryption.plaintext->fd(),
+                                decryption.plaintext->accessPath(), key, ivBytes(iv));
+    } catch (...) {
+        return readFailure(std::current_exception());
+    }
+    diagnosticLog(QStringLiteral("Расшифровка завершена. Размер расшифрованных данных: ") +
+                  QString::number(outcome.plaintextBytes) + QStringLiteral(" байт"));
+
+    if (outcome.headSize != zipSignature.size() ||
+        !std::equal(zipSignature.begin(), zipSignature.end(), outcome.head.begin())) {
+        diagnosticLog(
+            QStringLiteral("Ошибка: Расшифрованные данные не являются допустимым ZIP-архивом."));
+        return {nullptr, EncryptionResult::failure(
+                             FinderCommentError::Case::missingEndOfCentralDirectoryRecord)};
+    }
+    return decryption;
+}
+
+} // namespace corvina::engine

@@ -1,0 +1,15 @@
+#pragma once
+
+#include "engine/FinderCommentError.h"
+
+#include <QByteArray>
+#include <QString>
+
+namespace corvina::engine {
+
+/// Replaces the contents of `containerDirectory`/"Data" with the contents of
+/// `backupFile`, decrypted with the key of `password`.
+EncryptionResult restoreArchive(const QString& backupFile, const QString& containerDirectory,
+                                const QString& password, const QByteArray& iv);
+
+} // namespace corvina::engine
