@@ -25,6 +25,16 @@ namespace fs = std::filesystem;
 
 namespace {
 
+/// Sets the progress total to the size the archive of `source` will have. A
+/// folder that cannot be measured leaves the total unknown; packing will
+/// report what is wrong with it.
+void measureArchive(const fs::path& source, OperationProgress& progress) {
+    try {
+        progress.setTotal(plannedArchiveSize(source));
+    } catch (const zip::Error&) {
+    }
+}
+
 bool isHorizontalWhitespace(QChar c) {
     return c == u'\t' || c.category() == QChar::Separator_Space;
 }
@@ -61,7 +71,8 @@ void carryOverComment(const fs::path& existing, int fd) {
 
 EncryptionResult createArchive(const QString& source, const QString& destination,
                                const QString& password, const QString& comment,
-                               const QByteArray& iv, QString& publishedBackup) {
+                               const QByteArray& iv, QString& publishedBackup,
+                               OperationProgress* progress) {
     struct stat sourceStatus {};
     if (::stat(QFile::encodeName(source).constData(), &sourceStatus) != 0) {
         diagnosticLog(QStringLiteral("Ошибка: исходная директория не существует. ") + source);
@@ -86,11 +97,14 @@ EncryptionResult createArchive(const QString& source, const QString& destination
     try {
         // The key comes first so that encryption can follow the packing.
         const ArchiveKey key = deriveArchiveKey(password);
+        if (progress != nullptr) {
+            measureArchive(toPath(source), *progress);
+        }
         UnpublishedFile ciphertext(destinationPath, 0666);
         FollowingEncryptor::Outcome outcome;
         {
             FollowingEncryptor encryptor(key, ivBytes(iv), temporaryZip, ciphertext.fd(),
-                                         backupFile);
+                                         backupFile, progress);
             zip::packItem(toPath(source), temporaryZip, true, zip::CompressionMethod::none, nullptr,
                           [&encryptor](uint64_t bytes) { encryptor.advance(bytes); });
             diagnosticLog(QStringLiteral("Архив успешно создан: ") + pathText(temporaryZip));
@@ -128,6 +142,9 @@ EncryptionResult createArchive(const QString& source, const QString& destination
         fs::remove(temporaryZip, removeError);
         check(removeError, temporaryZip);
         diagnosticLog(QStringLiteral("Временный ZIP-файл удалён."));
+        if (progress != nullptr) {
+            progress->complete();
+        }
         return EncryptionResult::success();
     } catch (...) {
         diagnosticLog(QStringLiteral("Ошибка при создании зашифрованного архива: ") +

@@ -32,7 +32,7 @@ bool hasAbsurdLinkTarget(const zip::Entry& entry) {
 }
 
 Decryption decryptBackup(const QString& backupFile, const QString& password, const QByteArray& iv,
-                         const fs::path& workFolder) {
+                         const fs::path& workFolder, OperationProgress* progress) {
     const auto readFailure = [](const std::exception_ptr& error) {
         diagnosticLog(QStringLiteral("Ошибка: ") + describeException(error));
         return Decryption{
@@ -63,13 +63,16 @@ Decryption decryptBackup(const QString& backupFile, const QString& password, con
                   shortestDoubleText(static_cast<double>(status.st_size) * 9.5367431640625e-7) +
                   QStringLiteral(" МБ"));
     diagnosticLog(QStringLiteral("Начало расшифровки данных архива."));
+    if (progress != nullptr) {
+        progress->setTotal(2 * static_cast<uint64_t>(status.st_size));
+    }
 
     Decryption decryption;
     DecryptionOutcome outcome;
     try {
         decryption.plaintext = std::make_unique<UnpublishedFile>(workFolder, 0600);
         outcome = decryptStream(input.get(), backupPath, decryption.plaintext->fd(),
-                                decryption.plaintext->accessPath(), key, ivBytes(iv));
+                                decryption.plaintext->accessPath(), key, ivBytes(iv), progress);
     } catch (...) {
         return readFailure(std::current_exception());
     }
@@ -84,6 +87,25 @@ Decryption decryptBackup(const QString& backupFile, const QString& password, con
                              FinderCommentError::Case::missingEndOfCentralDirectoryRecord)};
     }
     return decryption;
+}
+
+EntryProgress::EntryProgress(OperationProgress* progress)
+    : m_progress(progress)
+    , m_done(progress != nullptr ? progress->snapshot().total / 2 : 0) {}
+
+zip::Progress* EntryProgress::begin() {
+    if (m_progress == nullptr) {
+        return nullptr;
+    }
+    m_progress->entry().setCompletedUnitCount(0);
+    return &m_progress->entry();
+}
+
+void EntryProgress::end(const zip::Entry& entry) {
+    if (m_progress != nullptr) {
+        m_done += entry.centralDirectoryStructure.effectiveCompressedSize();
+        m_progress->setDone(m_done);
+    }
 }
 
 } // namespace corvina::engine

@@ -2,6 +2,7 @@
 
 #include "engine/FileOperations.h"
 #include "engine/FinderCommentError.h"
+#include "engine/OperationProgress.h"
 #include "zip/Archive.h"
 
 #include <QByteArray>
@@ -24,8 +25,27 @@ struct Decryption {
 
 /// The shared first half of restoring and verifying: derive the key, read and
 /// decrypt the backup into an unpublished file in `workFolder`, and test the
-/// ZIP signature. Nothing is left behind when it fails.
+/// ZIP signature. Nothing is left behind when it fails. `progress`, when
+/// given, counts the decryption as the first half of the work and the
+/// entries' data as the second; see EntryProgress.
 Decryption decryptBackup(const QString& backupFile, const QString& password, const QByteArray& iv,
-                         const std::filesystem::path& workFolder);
+                         const std::filesystem::path& workFolder,
+                         OperationProgress* progress = nullptr);
+
+/// Counts the second half of a restore or a check: the entries' data after
+/// the decrypted bytes.
+class EntryProgress {
+public:
+    explicit EntryProgress(OperationProgress* progress);
+
+    /// What the zip layer counts the entry's bytes in, or nothing.
+    zip::Progress* begin();
+    /// The entry is done, whatever became of it.
+    void end(const zip::Entry& entry);
+
+private:
+    OperationProgress* m_progress;
+    uint64_t m_done;
+};
 
 } // namespace corvina::engine

@@ -119,7 +119,8 @@ void restoreSymbolicLink(zip::Archive& archive, const zip::Entry& entry, zip::Ex
     }
 }
 
-void unpackEntries(zip::Archive& archive, zip::ExtractionRoot& root) {
+void unpackEntries(zip::Archive& archive, zip::ExtractionRoot& root, OperationProgress* progress) {
+    EntryProgress counted(progress);
     for (const zip::Entry& entry : archive.entrySequence()) {
         const QString entryPath = entry.entryPath();
         diagnosticLog(QStringLiteral("Обрабатывается файл: ") + entryPath);
@@ -128,7 +129,8 @@ void unpackEntries(zip::Archive& archive, zip::ExtractionRoot& root) {
         case zip::EntryType::file:
             diagnosticLog(QStringLiteral("Тип записи: файл"));
             root.createDirectories(parentOf(relativePath));
-            root.extractEntry(archive, entry, relativePath);
+            root.extractEntry(archive, entry, relativePath, zip::defaultChunkSize, false, false,
+                              counted.begin());
             diagnosticLog(QStringLiteral("Файл успешно извлечен: ") + pathText(root.path()) +
                           QLatin1Char('/') + relativePath);
             break;
@@ -140,13 +142,15 @@ void unpackEntries(zip::Archive& archive, zip::ExtractionRoot& root) {
             restoreSymbolicLink(archive, entry, root, relativePath);
             break;
         }
+        counted.end(entry);
     }
 }
 
 } // namespace
 
 EncryptionResult restoreArchive(const QString& backupFile, const QString& containerDirectory,
-                                const QString& password, const QByteArray& iv) {
+                                const QString& password, const QByteArray& iv,
+                                OperationProgress* progress) {
     const fs::path container = toPath(containerDirectory);
     const fs::path temporaryZip = container / ".decryptedArchive.zip";
     const fs::path temporaryFolder = container / ".TempData";
@@ -155,7 +159,7 @@ EncryptionResult restoreArchive(const QString& backupFile, const QString& contai
         return EncryptionResult::failure(FinderCommentError::Case::archiveCreationFailed);
     };
 
-    Decryption decryption = decryptBackup(backupFile, password, iv, container);
+    Decryption decryption = decryptBackup(backupFile, password, iv, container, progress);
     if (decryption.failure) {
         return *decryption.failure;
     }
@@ -191,7 +195,7 @@ EncryptionResult restoreArchive(const QString& backupFile, const QString& contai
         zip::Archive archive(temporaryZip, zip::AccessMode::read);
         zip::ExtractionRoot root(temporaryFolder);
         diagnosticLog(QStringLiteral("Архив успешно открыт для чтения. Начало распаковки."));
-        unpackEntries(archive, root);
+        unpackEntries(archive, root, progress);
     } catch (...) {
         diagnosticLog(QStringLiteral("Ошибка распаковки архива: ") +
                       describeException(std::current_exception()));
@@ -224,6 +228,9 @@ EncryptionResult restoreArchive(const QString& backupFile, const QString& contai
     if (folder >= 0) {
         ::syncfs(folder);
         ::close(folder);
+    }
+    if (progress != nullptr) {
+        progress->complete();
     }
     return EncryptionResult::success();
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "engine/FinderCommentError.h"
+#include "engine/OperationProgress.h"
 
 #include <QByteArray>
 #include <QString>
@@ -10,6 +11,7 @@ namespace corvina::engine {
 /// Replaces the contents of `containerDirectory`/"Data" with the contents of
 /// `backupFile`, decrypted with the key of `password`.
 EncryptionResult restoreArchive(const QString& backupFile, const QString& containerDirectory,
-                                const QString& password, const QByteArray& iv);
+                                const QString& password, const QByteArray& iv,
+                                OperationProgress* progress = nullptr);
 
 } // namespace corvina::engine

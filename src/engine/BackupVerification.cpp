@@ -10,15 +10,17 @@
 namespace corvina::engine {
 
 VerificationReport verifyArchive(const QString& backupFile, const QString& password,
-                                 const QByteArray& iv) {
+                                 const QByteArray& iv, OperationProgress* progress) {
     VerificationReport report;
-    Decryption decryption = decryptBackup(backupFile, password, iv, toPath(QDir::tempPath()));
+    Decryption decryption =
+        decryptBackup(backupFile, password, iv, toPath(QDir::tempPath()), progress);
     if (decryption.failure) {
         report.result = *decryption.failure;
         return report;
     }
     try {
         zip::Archive archive(decryption.plaintext->accessPath(), zip::AccessMode::read);
+        EntryProgress counted(progress);
         for (const zip::Entry& entry : archive.entrySequence()) {
             ++report.entries;
             if (entry.entryType() == zip::EntryType::directory) {
@@ -32,7 +34,7 @@ VerificationReport verifyArchive(const QString& backupFile, const QString& passw
             }
             try {
                 const uint32_t checksum = archive.readEntry(
-                    entry, zip::defaultChunkSize, false, nullptr,
+                    entry, zip::defaultChunkSize, false, counted.begin(),
                     [&delivered](std::span<const uint8_t> chunk) { delivered += chunk.size(); });
                 sound =
                     checksum == entry.entryChecksum() && delivered == entry.entryUncompressedSize();
@@ -40,6 +42,7 @@ VerificationReport verifyArchive(const QString& backupFile, const QString& passw
                 sound = false;
             }
             report.bytes += delivered;
+            counted.end(entry);
             if (!sound && !report.firstDamagedEntry) {
                 report.firstDamagedEntry = entry.entryPath();
             }
@@ -49,6 +52,9 @@ VerificationReport verifyArchive(const QString& backupFile, const QString& passw
             report.firstDamagedEntry = QStringLiteral("central directory record %1 of %2")
                                            .arg(report.entries + 1)
                                            .arg(declared);
+        }
+        if (progress != nullptr) {
+            progress->complete();
         }
     } catch (...) {
         diagnosticLog(QStringLiteral("Ошибка распаковки архива: ") +

@@ -26,29 +26,30 @@ EncryptionService& EncryptionService::shared() {
     return instance;
 }
 
-QFuture<EncryptionResult> EncryptionService::createEncryptedArchive(const QString& source,
-                                                                    const QString& destination,
-                                                                    const QString& password,
-                                                                    const QString& comment) {
+QFuture<EncryptionResult>
+EncryptionService::createEncryptedArchive(const QString& source, const QString& destination,
+                                          const QString& password, const QString& comment,
+                                          std::shared_ptr<OperationProgress> progress) {
     return QtConcurrent::run(&m_workers, [=, iv = iv] {
         QString backupFile;
         try {
-            return createArchive(source, destination, password, comment, iv, backupFile);
+            return createArchive(source, destination, password, comment, iv, backupFile,
+                                 progress.get());
         } catch (...) {
             return EncryptionResult::failure(FinderCommentError::Case::archiveCreationFailed);
         }
     });
 }
 
-QFuture<CreatedBackup> EncryptionService::createBackup(const QString& source,
-                                                       const QString& destination,
-                                                       const QString& password,
-                                                       const QString& comment) {
+QFuture<CreatedBackup>
+EncryptionService::createBackup(const QString& source, const QString& destination,
+                                const QString& password, const QString& comment,
+                                std::shared_ptr<OperationProgress> progress) {
     return QtConcurrent::run(&m_workers, [=, iv = iv] {
         CreatedBackup created;
         try {
-            created.result =
-                createArchive(source, destination, password, comment, iv, created.backupFile);
+            created.result = createArchive(source, destination, password, comment, iv,
+                                           created.backupFile, progress.get());
         } catch (...) {
             created.result =
                 EncryptionResult::failure(FinderCommentError::Case::archiveCreationFailed);
@@ -58,21 +59,23 @@ QFuture<CreatedBackup> EncryptionService::createBackup(const QString& source,
 }
 
 QFuture<EncryptionResult> EncryptionService::restoreEncryptedArchive(
-    const QString& backupFile, const QString& containerDirectory, const QString& password) {
+    const QString& backupFile, const QString& containerDirectory, const QString& password,
+    std::shared_ptr<OperationProgress> progress) {
     return QtConcurrent::run(&m_workers, [=, iv = iv] {
         try {
-            return restoreArchive(backupFile, containerDirectory, password, iv);
+            return restoreArchive(backupFile, containerDirectory, password, iv, progress.get());
         } catch (...) {
             return EncryptionResult::failure(FinderCommentError::Case::archiveCreationFailed);
         }
     });
 }
 
-QFuture<VerificationReport> EncryptionService::verifyEncryptedArchive(const QString& backupFile,
-                                                                      const QString& password) {
+QFuture<VerificationReport>
+EncryptionService::verifyEncryptedArchive(const QString& backupFile, const QString& password,
+                                          std::shared_ptr<OperationProgress> progress) {
     return QtConcurrent::run(&m_workers, [=, iv = iv] {
         try {
-            return verifyArchive(backupFile, password, iv);
+            return verifyArchive(backupFile, password, iv, progress.get());
         } catch (...) {
             VerificationReport report;
             report.result =

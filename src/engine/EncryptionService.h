@@ -1,6 +1,7 @@
 #pragma once
 
 #include "engine/FinderCommentError.h"
+#include "engine/OperationProgress.h"
 
 #include <QByteArray>
 #include <QFuture>
@@ -8,6 +9,7 @@
 #include <QThreadPool>
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 
 namespace corvina {
@@ -37,7 +39,8 @@ struct CreatedBackup {
 /// The backup engine: makes `.halvorn` files from the data folder and puts
 /// their contents back. One instance per process, reached through shared().
 /// Operations run on a worker thread and report by value, never by throwing;
-/// the engine holds no password between operations.
+/// the engine holds no password between operations. Each operation tells an
+/// OperationProgress, when given one, how far it has come.
 class EncryptionService {
 public:
     virtual ~EncryptionService();
@@ -49,25 +52,28 @@ public:
 
     /// Packs `source` into `destination`/"Backup_<time>.halvorn", encrypted
     /// with the key of `password`, with `comment` in the file's attribute.
-    virtual QFuture<EncryptionResult> createEncryptedArchive(const QString& source,
-                                                             const QString& destination,
-                                                             const QString& password,
-                                                             const QString& comment);
+    virtual QFuture<EncryptionResult>
+    createEncryptedArchive(const QString& source, const QString& destination,
+                           const QString& password, const QString& comment,
+                           std::shared_ptr<OperationProgress> progress = {});
 
     /// createEncryptedArchive that also tells where the backup was written.
     QFuture<CreatedBackup> createBackup(const QString& source, const QString& destination,
-                                        const QString& password, const QString& comment);
+                                        const QString& password, const QString& comment,
+                                        std::shared_ptr<OperationProgress> progress = {});
 
     /// Replaces the contents of `containerDirectory`/"Data" with the contents
     /// of `backupFile`, decrypted with the key of `password`.
-    virtual QFuture<EncryptionResult> restoreEncryptedArchive(const QString& backupFile,
-                                                              const QString& containerDirectory,
-                                                              const QString& password);
+    virtual QFuture<EncryptionResult>
+    restoreEncryptedArchive(const QString& backupFile, const QString& containerDirectory,
+                            const QString& password,
+                            std::shared_ptr<OperationProgress> progress = {});
 
     /// Decrypts `backupFile` into a private temporary file and checks the
     /// size and CRC-32 of every entry, touching no data folder.
-    QFuture<VerificationReport> verifyEncryptedArchive(const QString& backupFile,
-                                                       const QString& password);
+    QFuture<VerificationReport>
+    verifyEncryptedArchive(const QString& backupFile, const QString& password,
+                           std::shared_ptr<OperationProgress> progress = {});
 
     /// Fixed passphrase suffix of every archive key.
     const QString internalKey;

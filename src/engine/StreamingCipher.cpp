@@ -11,13 +11,23 @@
 
 namespace corvina {
 
+namespace {
+
+/// The ciphertext goes to the disk in steps of this size while the rest is
+/// still being encrypted, so the final sync has little left to wait for.
+constexpr uint64_t writebackStep = uint64_t{8} << 20;
+
+} // namespace
+
 FollowingEncryptor::FollowingEncryptor(const ArchiveKey& key, std::span<const uint8_t> iv,
                                        std::filesystem::path plaintextPath, int outputFd,
-                                       std::filesystem::path outputPath)
+                                       std::filesystem::path outputPath,
+                                       OperationProgress* progress)
     : m_cipher(AesCbcStream::Direction::encrypt, key, iv)
     , m_plaintextPath(std::move(plaintextPath))
     , m_outputFd(outputFd)
     , m_outputPath(std::move(outputPath))
+    , m_progress(progress)
     , m_thread([this] { run(); }) {}
 
 FollowingEncryptor::~FollowingEncryptor() {
@@ -119,14 +129,27 @@ void FollowingEncryptor::encryptUpTo(uint64_t mark) {
         const std::size_t produced = m_cipher.update(std::span(input.data(), got), output.data());
         writeAll(m_outputFd, output.data(), produced, m_outputPath);
         m_encrypted += got;
+        if (m_progress != nullptr) {
+            m_progress->setDone(m_encrypted);
+        }
+        // Output so far: the input less what the cipher holds back (< 16 bytes).
+        const uint64_t written = m_encrypted - m_encrypted % aesBlockSize;
+        if (written - m_writebackStarted >= writebackStep) {
+            // Only a hint to the kernel: a failure shows in the final fsync.
+            ::sync_file_range(m_outputFd, static_cast<off_t>(m_writebackStarted),
+                              static_cast<off_t>(written - m_writebackStarted),
+                              SYNC_FILE_RANGE_WRITE);
+            m_writebackStarted = written;
+        }
     }
 }
 
 DecryptionOutcome decryptStream(int inputFd, const std::filesystem::path& inputPath, int outputFd,
                                 const std::filesystem::path& outputPath, const ArchiveKey& key,
-                                std::span<const uint8_t> iv) {
+                                std::span<const uint8_t> iv, OperationProgress* progress) {
     AesCbcStream cipher(AesCbcStream::Direction::decrypt, key, iv);
     DecryptionOutcome outcome;
+    uint64_t consumed = 0;
     std::vector<uint8_t> input(streamingChunkSize);
     std::vector<uint8_t> output(streamingChunkSize + aesBlockSize);
     const auto deliver = [&](std::size_t produced) {
@@ -142,6 +165,10 @@ DecryptionOutcome decryptStream(int inputFd, const std::filesystem::path& inputP
             break;
         }
         deliver(cipher.update(std::span(input.data(), got), output.data()));
+        consumed += got;
+        if (progress != nullptr) {
+            progress->setDone(consumed);
+        }
     }
     deliver(cipher.finish(output.data()));
     return outcome;

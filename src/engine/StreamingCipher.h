@@ -1,6 +1,7 @@
 #pragma once
 
 #include "engine/Cipher.h"
+#include "engine/OperationProgress.h"
 
 #include <array>
 #include <chrono>
@@ -23,12 +24,13 @@ inline constexpr std::size_t streamingChunkSize = std::size_t{1} << 20;
 /// announces how far the file is final with advance(); a thread of this
 /// object reads up to that mark, encrypts and appends to the output, so
 /// writing, reading and encryption overlap and memory stays at two chunks.
-/// The output is byte for byte that of aesEncrypt over the whole file.
+/// The output is byte for byte that of aesEncrypt over the whole file, and
+/// goes to the disk while the rest is encrypted.
 class FollowingEncryptor {
 public:
     FollowingEncryptor(const ArchiveKey& key, std::span<const uint8_t> iv,
                        std::filesystem::path plaintextPath, int outputFd,
-                       std::filesystem::path outputPath);
+                       std::filesystem::path outputPath, OperationProgress* progress = nullptr);
     /// Abandons the work if finish() was not called, and waits for the thread.
     ~FollowingEncryptor();
     FollowingEncryptor(const FollowingEncryptor&) = delete;
@@ -55,6 +57,8 @@ private:
     std::filesystem::path m_plaintextPath;
     int m_outputFd;
     std::filesystem::path m_outputPath;
+    /// Told the plaintext bytes encrypted so far, when given.
+    OperationProgress* m_progress;
 
     std::mutex m_mutex;
     std::condition_variable m_changed;
@@ -67,6 +71,8 @@ private:
 
     // Owned by the worker thread.
     uint64_t m_encrypted = 0;
+    /// Output bytes up to which write-back to the disk has been started.
+    uint64_t m_writebackStarted = 0;
     std::optional<int> m_plaintextFd;
     std::optional<std::chrono::steady_clock::time_point> m_startTime;
 
@@ -84,8 +90,9 @@ struct DecryptionOutcome {
 /// Decrypts everything from `inputFd`'s position to its end into `outputFd`,
 /// chunk by chunk. Throws SystemError on a read or write failure and
 /// CipherError when the final block does not unpad (a wrong password).
+/// `progress`, when given, is told the input bytes decrypted so far.
 DecryptionOutcome decryptStream(int inputFd, const std::filesystem::path& inputPath, int outputFd,
                                 const std::filesystem::path& outputPath, const ArchiveKey& key,
-                                std::span<const uint8_t> iv);
+                                std::span<const uint8_t> iv, OperationProgress* progress = nullptr);
 
 } // namespace corvina
