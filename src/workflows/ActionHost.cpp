@@ -2,6 +2,8 @@
 
 #include "engine/ApplicationIdentity.h"
 #include "engine/DiagnosticLog.h"
+#include "engine/OperationProgress.h"
+#include "workflows/RemainingTime.h"
 
 #include <QTimer>
 
@@ -11,11 +13,46 @@ namespace {
 
 // The companion application gets this long to go before the action runs.
 constexpr int companionCloseDelayMs = 1000;
+// Progress is looked at ten times a second: often enough for a bar to move
+// smoothly, rarely enough to cost nothing.
+constexpr int progressIntervalMs = 100;
 
 } // namespace
 
 ActionHost::ActionHost(QObject* parent)
-    : QObject(parent) {}
+    : QObject(parent) {
+    m_progressTimer.setInterval(progressIntervalMs);
+    connect(&m_progressTimer, &QTimer::timeout, this, &ActionHost::sampleProgress);
+}
+
+void ActionHost::followProgress(std::shared_ptr<const OperationProgress> progress) {
+    m_progress = std::move(progress);
+    m_progressClock.start();
+    m_progressTimer.start();
+    sampleProgress();
+}
+
+void ActionHost::endProgress() {
+    m_progressTimer.stop();
+    if (!m_progress) {
+        return;
+    }
+    m_progress.reset();
+    m_progressFraction = 0.0;
+    m_progressRemainingText.clear();
+    Q_EMIT progressChanged();
+}
+
+void ActionHost::sampleProgress() {
+    if (!m_progress) {
+        return;
+    }
+    const OperationProgress::Snapshot now = m_progress->snapshot();
+    m_progressFraction = now.fraction();
+    m_progressRemainingText = remainingTimeText(
+        static_cast<double>(m_progressClock.elapsed()) / 1000.0, m_progressFraction);
+    Q_EMIT progressChanged();
+}
 
 void ActionHost::setPerformAction(bool value) {
     if (m_performAction == value) {

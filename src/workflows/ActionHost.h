@@ -2,13 +2,18 @@
 
 #include "workflows/CompanionApplication.h"
 
+#include <QElapsedTimer>
 #include <QObject>
 #include <QPointer>
 #include <QString>
+#include <QTimer>
 
+#include <memory>
 #include <optional>
 
 namespace corvina {
+
+class OperationProgress;
 
 /// The state that the main screen shares with the open action screen: the
 /// trigger, the working caption, the result line and the action button's flag,
@@ -23,6 +28,14 @@ class ActionHost : public QObject {
         bool performAction READ performAction WRITE setPerformAction NOTIFY performActionChanged)
     Q_PROPERTY(QString progressLoadText READ progressLoadText WRITE setProgressLoadText NOTIFY
                    progressLoadTextChanged)
+    /// Whether the running action reports how far it has come; the working
+    /// pop-up shows its bar only then.
+    Q_PROPERTY(bool hasProgress READ hasProgress NOTIFY progressChanged)
+    /// The part of the running action that is done, from 0 to 1.
+    Q_PROPERTY(double progressFraction READ progressFraction NOTIFY progressChanged)
+    /// The time the running action still needs ("noch etwa 2 Minuten"),
+    /// empty during its first two seconds.
+    Q_PROPERTY(QString progressRemainingText READ progressRemainingText NOTIFY progressChanged)
     Q_PROPERTY(QString messageText READ messageText WRITE setMessageText NOTIFY messageTextChanged)
     Q_PROPERTY(bool isSaveButtonDisabled READ isSaveButtonDisabled WRITE setIsSaveButtonDisabled
                    NOTIFY isSaveButtonDisabledChanged)
@@ -44,6 +57,14 @@ public:
     void setPerformAction(bool value);
     [[nodiscard]] QString progressLoadText() const { return m_progressLoadText; }
     void setProgressLoadText(const QString& text);
+    [[nodiscard]] bool hasProgress() const { return m_progress != nullptr; }
+    [[nodiscard]] double progressFraction() const { return m_progressFraction; }
+    [[nodiscard]] QString progressRemainingText() const { return m_progressRemainingText; }
+    /// Shows how far `progress` has come, ten times a second, until
+    /// endProgress() or the next followProgress().
+    void followProgress(std::shared_ptr<const OperationProgress> progress);
+    /// The action has ended: no bar, no remaining time.
+    void endProgress();
     [[nodiscard]] QString messageText() const { return m_messageText; }
     void setMessageText(const QString& text);
     [[nodiscard]] bool isSaveButtonDisabled() const { return m_isSaveButtonDisabled; }
@@ -82,16 +103,23 @@ public:
 Q_SIGNALS:
     void performActionChanged();
     void progressLoadTextChanged();
+    void progressChanged();
     void messageTextChanged();
     void isSaveButtonDisabledChanged();
     void runningApplicationChanged();
     void closeViewRequested();
 
 private:
+    void sampleProgress();
     void setRunningApplication(std::optional<RunningApplication> application);
 
     bool m_performAction = false;
     QString m_progressLoadText;
+    std::shared_ptr<const OperationProgress> m_progress;
+    QTimer m_progressTimer;
+    QElapsedTimer m_progressClock;
+    double m_progressFraction = 0.0;
+    QString m_progressRemainingText;
     QString m_messageText;
     bool m_isSaveButtonDisabled = false;
     std::optional<RunningApplication> m_runningApplication;

@@ -103,14 +103,16 @@ void CreateZipViewModel::applyDirectoryStatus() {
     }
 }
 
-QFuture<EncryptionResult> CreateZipViewModel::createArchive(const QString& password) {
+QFuture<EncryptionResult>
+CreateZipViewModel::createArchive(const QString& password,
+                                  std::shared_ptr<OperationProgress> progress) {
     if (m_destinationPath.isEmpty()) {
         return QtFuture::makeReadyFuture(
             EncryptionResult::failure(FinderCommentError::Case::archiveCreationFailed));
     }
     return EncryptionService::shared()
         .createEncryptedArchive(companionDataDirectory(), m_destinationPath.toLocalFile(), password,
-                                m_comment)
+                                m_comment, std::move(progress))
         .then([](EncryptionResult result) {
             if (result.isSuccess()) {
                 diagnosticLog(QStringLiteral("Зашифрованный архив создан по пути: ()"));
@@ -126,12 +128,17 @@ QFuture<EncryptionResult> CreateZipViewModel::runAction() {
     if (m_host) {
         m_host->setProgressLoadText(QStringLiteral("Backup wird erstellt."));
     }
-    QFuture<EncryptionResult> run = createArchive(readArchivePassword());
+    auto progress = std::make_shared<OperationProgress>();
+    QFuture<EncryptionResult> run = createArchive(readArchivePassword(), progress);
+    if (m_host) {
+        m_host->followProgress(std::move(progress));
+    }
     whenFinished(this, run, [this](const EncryptionResult& result) {
         if (!m_host) {
             return;
         }
         m_host->setProgressLoadText(QString());
+        m_host->endProgress();
         if (result.isSuccess()) {
             m_host->setMessageText(QStringLiteral("Das Backup wurde erfolgreich erstellt."));
             m_host->closeView();

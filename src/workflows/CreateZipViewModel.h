@@ -1,6 +1,7 @@
 #pragma once
 
 #include "engine/FinderCommentError.h"
+#include "engine/OperationProgress.h"
 #include "workflows/FolderMonitor.h"
 
 #include <QFuture>
@@ -67,7 +68,8 @@ public:
     /// Makes a backup of the companion application's data folder in the
     /// destination with `comment`. Without a destination it fails at once
     /// with `archiveCreationFailed`.
-    QFuture<EncryptionResult> createArchive(const QString& password);
+    QFuture<EncryptionResult> createArchive(const QString& password,
+                                            std::shared_ptr<OperationProgress> progress = {});
 
     /// One run of the screen's action, started by each flip of the host's
     /// `performAction`: shows the caption "Backup wird erstellt.", reads the

@@ -139,14 +139,17 @@ void RestoreZipViewModel::setFiles(const QStringList& files) {
     }
 }
 
-QFuture<EncryptionResult> RestoreZipViewModel::restoreArchive(const QString& password) {
+QFuture<EncryptionResult>
+RestoreZipViewModel::restoreArchive(const QString& password,
+                                    std::shared_ptr<OperationProgress> progress) {
     if (m_selectedURL.isEmpty()) {
         return QtFuture::makeReadyFuture(
             EncryptionResult::failure(FinderCommentError::Case::encryptedFileNotFound));
     }
     const QString container = companionContainerDirectory();
     return EncryptionService::shared()
-        .restoreEncryptedArchive(m_selectedURL.toLocalFile(), container, password)
+        .restoreEncryptedArchive(m_selectedURL.toLocalFile(), container, password,
+                                 std::move(progress))
         .then([container](EncryptionResult result) {
             if (result.isSuccess()) {
                 diagnosticLog(QStringLiteral("Архив успешно распакован в ") + container);
@@ -170,10 +173,15 @@ QFuture<EncryptionResult> RestoreZipViewModel::runAction() {
     if (m_host) {
         m_host->setProgressLoadText(QStringLiteral("Backup wird wiederherstellt."));
     }
-    QFuture<EncryptionResult> run = restoreArchive(readArchivePassword());
+    auto progress = std::make_shared<OperationProgress>();
+    QFuture<EncryptionResult> run = restoreArchive(readArchivePassword(), progress);
+    if (m_host) {
+        m_host->followProgress(std::move(progress));
+    }
     whenFinished(this, run, [this](const EncryptionResult& result) {
         if (m_host) {
             m_host->setProgressLoadText(QString());
+            m_host->endProgress();
         }
         if (!result.isSuccess()) {
             presentError(result);

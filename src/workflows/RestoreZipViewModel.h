@@ -1,6 +1,7 @@
 #pragma once
 
 #include "engine/FinderCommentError.h"
+#include "engine/OperationProgress.h"
 #include "workflows/BackupListModel.h"
 #include "workflows/FolderMonitor.h"
 
@@ -101,7 +102,8 @@ public:
     /// Restores the selected backup into the companion application's
     /// container. Without a selection it fails at once with
     /// `encryptedFileNotFound`.
-    QFuture<EncryptionResult> restoreArchive(const QString& password);
+    QFuture<EncryptionResult> restoreArchive(const QString& password,
+                                             std::shared_ptr<OperationProgress> progress = {});
 
     /// A failure becomes its diagnostic line and its user text in
     /// `warningText`; a success changes nothing (an old warning stays).
