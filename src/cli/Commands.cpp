@@ -1,6 +1,7 @@
 // The tool's commands: each parses its arguments, calls the engine and
 // reports. Defaults come from the program's settings and folders.
 #include "cli/CommandLine.h"
+#include "cli/ProgressLine.h"
 
 #include "engine/ApplicationIdentity.h"
 #include "engine/EncryptionService.h"
@@ -58,10 +59,12 @@ int runCreate(const QStringList& arguments) {
         return usageError(parser, arguments, error);
     }
 
-    const CreatedBackup created =
-        EncryptionService::shared()
-            .createBackup(source, *destination, *password, parser.value(QStringLiteral("comment")))
-            .result();
+    const CreatedBackup created = [&] {
+        ProgressLine line;
+        return line.await(EncryptionService::shared().createBackup(
+            source, *destination, *password, parser.value(QStringLiteral("comment")),
+            line.progress()));
+    }();
     if (!created.backupFile.isEmpty()) {
         printOut(created.backupFile);
     }
@@ -95,10 +98,12 @@ int runRestore(const QStringList& arguments) {
     if (!password) {
         return usageError(parser, arguments, error);
     }
-    return report(
-        EncryptionService::shared()
-            .restoreEncryptedArchive(parser.value(QStringLiteral("backup")), container, *password)
-            .result());
+    const EncryptionResult result = [&] {
+        ProgressLine line;
+        return line.await(EncryptionService::shared().restoreEncryptedArchive(
+            parser.value(QStringLiteral("backup")), container, *password, line.progress()));
+    }();
+    return report(result);
 }
 
 int runVerify(const QStringList& arguments) {
@@ -122,10 +127,11 @@ int runVerify(const QStringList& arguments) {
         return usageError(parser, arguments, error);
     }
 
-    const VerificationReport verification =
-        EncryptionService::shared()
-            .verifyEncryptedArchive(parser.value(QStringLiteral("backup")), *password)
-            .result();
+    const VerificationReport verification = [&] {
+        ProgressLine line;
+        return line.await(EncryptionService::shared().verifyEncryptedArchive(
+            parser.value(QStringLiteral("backup")), *password, line.progress()));
+    }();
     if (!verification.result.isSuccess()) {
         return report(verification.result);
     }

@@ -270,6 +270,35 @@ private Q_SLOTS:
         QVERIFY(left.first().startsWith(QStringLiteral(".Backup_")) &&
                 left.first().endsWith(QStringLiteral(".zip")));
     }
+
+    void progressLineOnlyOnATerminal() {
+        QTemporaryDir home;
+        writeFile(home.filePath(QStringLiteral("Data/akte.bin")), QByteArray(1 << 20, 'a'));
+        writeFile(home.filePath(QStringLiteral("pw")), "pw\n");
+        const QStringList create{"create", "--source",        "@/Data", "--dest",
+                                 "@/out",  "--password-file", "@/pw"};
+        const Run piped = runTool(create, home.path());
+        QCOMPARE(piped.exitCode, 0);
+        QVERIFY(!piped.err.contains(u'\r') && !piped.out.contains(u'\r'));
+
+        // script gives the tool a terminal for both outputs: the line ends
+        // full and is wiped before the backup's path is printed.
+        QProcess terminal;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("HOME"), home.path());
+        terminal.setProcessEnvironment(environment);
+        QStringList command{QStringLiteral(CORVINA_BACKUP_TOOL)};
+        for (const QString& argument : create) {
+            command << QString(argument).replace(u'@', home.path());
+        }
+        terminal.start(QStringLiteral("script"),
+                       {QStringLiteral("-qefc"), command.join(u' '), QStringLiteral("/dev/null")});
+        QVERIFY(terminal.waitForFinished(60000) && terminal.exitCode() == 0);
+        const QString shown = QString::fromUtf8(terminal.readAllStandardOutput());
+        QVERIFY2(shown.contains(QStringLiteral("100 %\r\x1b[K") + home.path() +
+                                QStringLiteral("/out/Backup_")),
+                 qPrintable(shown));
+    }
 };
 
 QTEST_GUILESS_MAIN(CommandLineToolDrivesTheEngine)
