@@ -139,7 +139,6 @@ Rectangle {
                     horizontalAlignment: Text.AlignHCenter
                     wrapMode: Text.Wrap
                     textFormat: Text.PlainText
-                    textFormat: Text.PlainText
                     maximumLineCount: 15
                     elide: Text.ElideRight
                     text: root.content
