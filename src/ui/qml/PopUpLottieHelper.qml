@@ -8,6 +8,14 @@ Column {
     id: root
 
     property string text
+    /// Whether the work reports how far it has come; the bar and the
+    /// remaining time show only then.
+    property bool showsProgress: false
+    /// The part of the work that is done, from 0 to 1.
+    property real progress: 0
+    /// The time the work still needs ("noch etwa 2 Minuten"); empty during
+    /// its first seconds, and then the line keeps its place empty.
+    property string remainingText
 
     padding: 60
     spacing: 8
@@ -39,7 +47,8 @@ Column {
             }
         }
     }
-    // The caption; lines about the work's progress belong below it.
+    // The caption stays the same for the whole run; how far the work has
+    // come shows below it.
     Text {
         objectName: "popUpText"
         anchors.horizontalCenter: parent.horizontalCenter
@@ -47,5 +56,36 @@ Column {
         text: root.text
         font: Theme.font("roboto_regular22")
         color: Theme.secondaryColor
+    }
+    // A thin bar, as wide as a short caption.
+    Rectangle {
+        objectName: "progressBar"
+        visible: root.showsProgress
+        anchors.horizontalCenter: parent.horizontalCenter
+        width: 220
+        height: 4
+        radius: 2
+        color: Theme.withOpacity(Theme.secondaryColor, 0.25)
+        Accessible.role: Accessible.ProgressBar
+        Accessible.name: Math.round(root.progress * 100) + " %"
+
+        Rectangle {
+            width: parent.width * Math.max(0, Math.min(1, root.progress))
+            height: parent.height
+            radius: parent.radius
+            color: Theme.secondaryColor
+        }
+    }
+    Text {
+        objectName: "remainingText"
+        visible: root.showsProgress
+        anchors.horizontalCenter: parent.horizontalCenter
+        // Holds its line while empty, so that the pop-up does not grow when
+        // the estimate appears.
+        text: root.remainingText !== "" ? root.remainingText : " "
+        font: Theme.font("roboto_regular14")
+        color: Theme.secondaryColor
+        Accessible.role: Accessible.StaticText
+        Accessible.name: root.remainingText
     }
 }
