@@ -18,6 +18,8 @@ packages=(
     dbus-daemon dbus-x11 gnome-keyring libsecret-tools libglib2.0-bin python3 python3-dbusmock
     xvfb xauth xdotool imagemagick zip unzip libarchive-tools openssl attr time
     libclang-rt-14-dev
+    # tests: real file system faults (loop images, exFAT through FUSE, chattr, killed runs)
+    e2fsprogs exfatprogs exfat-fuse strace
 )
 
 missing=()

@@ -159,6 +159,19 @@ EncryptionResult restoreArchive(const QString& backupFile, const QString& contai
         return EncryptionResult::failure(FinderCommentError::Case::archiveCreationFailed);
     };
 
+    // A run that was killed while replacing left old items aside: they go
+    // back before anything else happens.
+    try {
+        if (recoverInterruptedReplacement(target, temporaryFolder)) {
+            diagnosticLog(QStringLiteral("Прежние данные возвращены после прерванной замены: ") +
+                          pathText(target));
+        }
+    } catch (...) {
+        diagnosticLog(QStringLiteral("Ошибка замены содержимого директории: ") +
+                      describeException(std::current_exception()));
+        return failed();
+    }
+
     Decryption decryption = decryptBackup(backupFile, password, iv, container, progress);
     if (decryption.failure) {
         return *decryption.failure;
@@ -182,8 +195,9 @@ EncryptionResult restoreArchive(const QString& backupFile, const QString& contai
     if (fs::exists(fs::symlink_status(temporaryFolder, statusError))) {
         fs::remove_all(temporaryFolder, error);
     }
-    if (!error) {
-        fs::create_directories(temporaryFolder, error);
+    // Owner-only: what a failure leaves here is plaintext.
+    if (!error && ::mkdir(temporaryFolder.c_str(), 0700) != 0) {
+        error = std::error_code(errno, std::generic_category());
     }
     if (error) {
         diagnosticLog(QStringLiteral("Ошибка создания временной директории: ") +

@@ -1,5 +1,6 @@
 #include "workflows/RestoreZipViewModel.h"
 
+#include "engine/AppleDouble.h"
 #include "engine/ApplicationIdentity.h"
 #include "engine/DiagnosticLog.h"
 #include "engine/EncryptionService.h"
@@ -10,6 +11,7 @@
 #include "workflows/StorageLocation.h"
 #include "workflows/WhenFinished.h"
 
+#include <QFile>
 #include <QFileInfo>
 
 namespace corvina {
@@ -242,6 +244,8 @@ void RestoreZipViewModel::confirmDeleteBackup() {
         if (const std::optional<QString> error = removeItem(path)) {
             diagnosticLog(QStringLiteral("Ошибка при удалении файла: ") + *error);
         } else {
+            // A comment kept beside the backup goes with it.
+            QFile::remove(appleDoublePath(path));
             diagnosticLog(QStringLiteral("Файл успешно удалён: ") + path);
         }
     }

@@ -1,11 +1,12 @@
 // restoreEncryptedArchive: a backup comes back exactly, foreign archives
-// restore, and every failure before the data folder is emptied leaves it as
-// it was, with only the leftovers of its row.
+// restore, and no failure, reported or a killed process, leaves a data
+// folder that is neither its old nor its new tree.
 #include "TestTrees.h"
 
 #include "engine/DiagnosticLog.h"
 #include "engine/EncryptionService.h"
 
+#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -36,6 +37,47 @@ QString backupOf(const QString& folder, const QStringList& entries, const QByteA
         return {};
     }
     return openssl(false, zip, backup, u"pw"_s) ? backup : QString();
+}
+
+/// The data folder of the fault tests: hidden items and subfolders, so that
+/// a failure can come part-way through.
+QMap<QString, Item> writeOldTree(const QString& data) {
+    for (const char* name : {"a.txt", ".versteckt", "b/c.txt", "d.txt", "e/f/g.txt"}) {
+        writeFile(data + u'/' + QString::fromLatin1(name), QByteArray("alt ") + name);
+    }
+    return snapshot(data);
+}
+
+/// A backup of a 1 MiB tree, so that small disks fill, and the tree a
+/// restore of it leaves (times aside).
+std::pair<QString, QMap<QString, Item>> newBackup(const QTemporaryDir& work) {
+    const QString source = work.filePath(u"src/Data"_s);
+    writeFile(source + u"/gross.bin"_s, QByteArray(1 << 20, 'n'));
+    writeFile(source + u"/.neu"_s, "neu");
+    writeFile(source + u"/neu/x.txt"_s, "neu");
+    const CreatedBackup created =
+        EncryptionService::shared().createBackup(source, work.path(), u"pw"_s, {}).result();
+    return {created.backupFile, withoutTimes(snapshot(source))};
+}
+
+/// The number, within its thread, of the `occurrence`th call of `call` in an
+/// strace log whose arguments hold `argument`; 0 when there is none.
+int callNumber(const QString& traceFile, const QString& call, const QString& argument,
+               int occurrence) {
+    static const QRegularExpression line(u"^(\\d+)\\s+(\\w+)\\("_s);
+    QMap<QString, int> callsPerThread;
+    for (const QByteArray& bytes : readAll(traceFile).split('\n')) {
+        const QString text = QString::fromUtf8(bytes);
+        const QRegularExpressionMatch match = line.match(text);
+        if (!match.hasMatch() || match.captured(2) != call) {
+            continue;
+        }
+        const int number = ++callsPerThread[match.captured(1)];
+        if (text.contains(argument) && --occurrence == 0) {
+            return number;
+        }
+    }
+    return 0;
 }
 
 QStringList names(const QString& folder) {
@@ -180,6 +222,134 @@ private Q_SLOTS:
             QCOMPARE(QFileInfo(c + u"/.decryptedArchive.zip"_s).permissions(),
                      QFile::ReadOwner | QFile::WriteOwner | QFile::ReadUser | QFile::WriteUser);
         }
+    }
+
+    // Real kernel failures at each step: the data folder keeps its old tree
+    // whole, and once the cause is gone the next run brings the new one with
+    // nothing left over. An old item that can't be deleted once the new ones
+    // are in fails nothing.
+    void kernelFaultsKeepTheOldTree_data() {
+        QTest::addColumn<QString>("fault");
+        QTest::addColumn<bool>("replaced");
+        QTest::newRow("disk full at the plain ZIP") << u"size=512k"_s << false;
+        QTest::newRow("disk full while unpacking") << u"size=1536k"_s << false;
+        QTest::newRow("no inode for the aside folder") << u"nr_inodes=%1"_s << false;
+        QTest::newRow("immutable item in the data folder") << u"d.txt"_s << false;
+        QTest::newRow("immutable item deep in the data folder") << u"e/f/g.txt"_s << true;
+    }
+    void kernelFaultsKeepTheOldTree() {
+        QFETCH(QString, fault);
+        QFETCH(bool, replaced);
+        QTemporaryDir work;
+        const auto [backup, newTree] = newBackup(work);
+        const QString c = work.filePath(u"c"_s);
+        QDir().mkpath(c);
+        std::optional<ScopedMount> memory;
+        std::optional<ImageMount> image;
+        const bool immutable = !fault.contains(u'=');
+        if (immutable) {
+            image.emplace(c, u"ext4"_s);
+            if (!image->failure().isEmpty()) {
+                QSKIP(qPrintable(image->failure()));
+            }
+        } else {
+            // Inodes for the root, the data folder and its tree, the plain
+            // ZIP, the temporary folder and its tree: none for one more.
+            const QString options = fault.arg(1 + 1 + 8 + 1 + 1 + newTree.size());
+            if (!memory.emplace(c, "tmpfs", qPrintable(options)).isMounted()) {
+                QSKIP("cannot mount a scratch file system here (needs CAP_SYS_ADMIN)");
+            }
+        }
+        const auto oldTree = writeOldTree(c + u"/Data"_s);
+        if (immutable && !runProgram(u"chattr"_s, {u"+i"_s, c + u"/Data/"_s + fault})) {
+            QSKIP("chattr +i is refused here");
+        }
+
+        const EncryptionResult first = restore(backup, c);
+        if (immutable) {
+            QVERIFY(runProgram(u"chattr"_s, {u"-R"_s, u"-i"_s, c}));
+        } else {
+            QVERIFY(runProgram(u"mount"_s, {u"-o"_s, u"remount,size=64m,nr_inodes=1000"_s, c}));
+        }
+        QCOMPARE(first.isSuccess(), replaced);
+        if (replaced) {
+            QCOMPARE(withoutTimes(snapshot(c + u"/Data"_s)), newTree);
+        } else {
+            QCOMPARE(snapshot(c + u"/Data"_s), oldTree);
+            QVERIFY(names(c).filter(u".OldData"_s).isEmpty());
+            QVERIFY(!QFileInfo::exists(c + u"/.TempData"_s) ||
+                    (QFileInfo(c + u"/.TempData"_s).permissions() & 0077) == 0);
+        }
+        QCOMPARE(restore(backup, c), EncryptionResult::success());
+        QCOMPARE(withoutTimes(snapshot(c + u"/Data"_s)), newTree);
+        QCOMPARE(names(c).filter(u"Data"_s), QStringList{u"Data"_s});
+    }
+
+    // A restore killed (SIGKILL, sent by strace at a chosen system call)
+    // while replacing leaves every old item in the data folder or aside. The
+    // next run, here the tool with a wrong password, first puts them back:
+    // the data folder holds the old tree, or past the point of no return the
+    // new one. A third run restores the new tree with nothing left over.
+    void killedRestoreIsPutBackByTheNextRun_data() {
+        QTest::addColumn<QString>("call");
+        QTest::addColumn<QString>("argument"); // in the arguments of the call killed
+        QTest::addColumn<int>("occurrence");
+        QTest::addColumn<bool>("replaced");
+        const QString rename = u"renameat2"_s;
+        QTest::newRow("first old item moving aside") << rename << u"/.OldData/"_s << 1 << false;
+        QTest::newRow("some old items aside") << rename << u"/.OldData/"_s << 3 << false;
+        QTest::newRow("all old items aside") << rename << u"/.OldData-replaced\""_s << 1 << false;
+        QTest::newRow("first new item moving in") << rename << u"/.TempData/"_s << 1 << false;
+        QTest::newRow("some new items in") << rename << u"/.TempData/"_s << 2 << false;
+        // Only the removal of the old items unlinks their names.
+        QTest::newRow("old items being deleted") << u"unlinkat"_s << u"\"d.txt\""_s << 1 << true;
+    }
+    void killedRestoreIsPutBackByTheNextRun() {
+        QFETCH(QString, call);
+        QFETCH(QString, argument);
+        QFETCH(int, occurrence);
+        QFETCH(bool, replaced);
+        if (!runProgram(u"strace"_s, {u"-o"_s, u"/dev/null"_s, u"true"_s})) {
+            QSKIP("strace can't trace here (missing, or ptrace refused)");
+        }
+        QTemporaryDir work;
+        const auto [backup, newTree] = newBackup(work);
+        writeFile(work.filePath(u"pw"_s), "pw");
+        writeFile(work.filePath(u"falsch"_s), "falsch");
+        const auto runTool = [&](const QString& container, const QString& password,
+                                 QStringList strace = {}) {
+            const QStringList arguments{u"restore"_s,           u"--backup"_s, backup,
+                                        u"--container"_s,       container,     u"--password-file"_s,
+                                        work.filePath(password)};
+            const QString tool = QStringLiteral(CORVINA_BACKUP_TOOL);
+            if (strace.isEmpty()) {
+                return runProgram(tool, arguments).has_value();
+            }
+            strace << u"-f"_s << u"-qq"_s << u"-e"_s << u"trace="_s + call << tool;
+            return runProgram(u"strace"_s, strace + arguments).has_value();
+        };
+        const QString probe = work.filePath(u"probe"_s);
+        const QString c = work.filePath(u"c"_s);
+        writeOldTree(probe + u"/Data"_s);
+        const auto oldTree = writeOldTree(c + u"/Data"_s);
+        const QString trace = work.filePath(u"trace"_s);
+        QVERIFY(runTool(probe, u"pw"_s, {u"-o"_s, trace}));
+        const int number = callNumber(trace, call, argument, occurrence);
+        QVERIFY2(number > 0, readAll(trace).constData());
+
+        QVERIFY(!runTool(c, u"pw"_s,
+                         {u"-o"_s, u"/dev/null"_s, u"-e"_s,
+                          u"inject=%1:signal=KILL:when=%2"_s.arg(call).arg(number)}));
+        QVERIFY(!runTool(c, u"falsch"_s));
+        if (replaced) {
+            QCOMPARE(withoutTimes(snapshot(c + u"/Data"_s)), newTree);
+        } else {
+            QCOMPARE(snapshot(c + u"/Data"_s), oldTree);
+        }
+        QVERIFY(names(c).filter(u".OldData"_s).isEmpty());
+        QVERIFY(runTool(c, u"pw"_s));
+        QCOMPARE(withoutTimes(snapshot(c + u"/Data"_s)), newTree);
+        QCOMPARE(names(c), QStringList{u"Data"_s});
     }
 
     void foreignArchivesRestore_data() {

@@ -133,4 +133,51 @@ private:
     bool m_mounted;
 };
 
+/// A file system made in an image file and mounted on `folder` through a
+/// loop device while the object lives: "ext4" by the kernel, "exfat" through
+/// FUSE, as a USB stick is. When the machine refuses, failure() says why.
+class ImageMount {
+public:
+    ImageMount(const QString& folder, const QString& type)
+        : m_folder(folder) {
+        const QString image = folder + QStringLiteral(".img");
+        QDir().mkpath(folder);
+        if (!QFile(image).open(QIODevice::WriteOnly) || !QFile::resize(image, 32 << 20)) {
+            m_failure = QStringLiteral("cannot make an image file");
+        } else if (!runProgram(QStringLiteral("mkfs.") + type, type == QLatin1String("ext4")
+                                                                   ? QStringList{"-q", "-F", image}
+                                                                   : QStringList{image})) {
+            m_failure = QStringLiteral("mkfs.%1 failed or is missing").arg(type);
+        } else if (const auto device = runProgram("losetup", {"-f", "--show", image}); !device) {
+            m_failure = QStringLiteral("no loop device (losetup needs root and /dev/loop*)");
+        } else {
+            m_device = QString::fromUtf8(device->trimmed());
+            const bool mounted =
+                type == QLatin1String("exfat")
+                    ? runProgram("mount.exfat-fuse", {m_device, folder}).has_value()
+                    : runProgram("mount", {"-t", type, m_device, folder}).has_value();
+            m_failure = mounted ? QString() : QStringLiteral("mounting %1 was refused").arg(type);
+            m_mounted = mounted;
+        }
+    }
+    ~ImageMount() {
+        if (m_mounted) {
+            runProgram("umount", {m_folder});
+        }
+        if (!m_device.isEmpty()) {
+            runProgram("losetup", {"-d", m_device});
+        }
+    }
+    ImageMount(const ImageMount&) = delete;
+    ImageMount& operator=(const ImageMount&) = delete;
+
+    [[nodiscard]] const QString& failure() const { return m_failure; }
+
+private:
+    QString m_folder;
+    QString m_device;
+    QString m_failure;
+    bool m_mounted = false;
+};
+
 } // namespace corvina::testing

@@ -232,6 +232,8 @@ void RestoreBackupControllerTest::deletionAsksThenRemovesFileAndSelection() {
     const QString drop = m_storage + "/Backup_2024-03-05_06-07-08.halvorn";
     writeFile(keep, "a");
     writeFile(drop, "b");
+    // A comment kept beside the backup (no attributes here) goes with it.
+    writeFile(m_storage + "/._Backup_2024-03-05_06-07-08.halvorn", "AppleDouble");
     RestoreZipViewModel& model = openScreen();
 
     model.beginDeleteBackup(QUrl::fromLocalFile(drop));
@@ -242,6 +244,7 @@ void RestoreBackupControllerTest::deletionAsksThenRemovesFileAndSelection() {
     model.beginDeleteBackup(QUrl::fromLocalFile(drop));
     model.confirmDeleteBackup();
     QVERIFY(model.deleteBackup().isEmpty() && !QFile::exists(drop));
+    QVERIFY(!QFile::exists(m_storage + "/._Backup_2024-03-05_06-07-08.halvorn"));
     // List, selection and button follow through the folder monitor.
     QVERIFY(!m_host.isSaveButtonDisabled());
     QTRY_COMPARE(listedNames(*model.backups()), QStringList{QFileInfo(keep).fileName()});
