@@ -115,19 +115,23 @@ void FollowingEncryptor::encryptUpTo(uint64_t mark) {
     if (!m_plaintextFd) {
         m_plaintextFd = openFile(m_plaintextPath, O_RDONLY).release();
     }
-    std::vector<uint8_t> input(streamingChunkSize);
-    std::vector<uint8_t> output(streamingChunkSize + aesBlockSize);
+    // Made once: with many small entries this runs once per entry.
+    if (m_input.empty()) {
+        m_input.resize(streamingChunkSize);
+        m_output.resize(streamingChunkSize + aesBlockSize);
+    }
     while (m_encrypted < mark) {
         const std::size_t wanted =
             static_cast<std::size_t>(std::min<uint64_t>(streamingChunkSize, mark - m_encrypted));
         const std::size_t got =
-            readAt(*m_plaintextFd, input.data(), wanted, m_encrypted, m_plaintextPath);
+            readAt(*m_plaintextFd, m_input.data(), wanted, m_encrypted, m_plaintextPath);
         if (got != wanted) {
             // The writer promised bytes that are not there: the file shrank.
             throw SystemError(EIO, m_plaintextPath);
         }
-        const std::size_t produced = m_cipher.update(std::span(input.data(), got), output.data());
-        writeAll(m_outputFd, output.data(), produced, m_outputPath);
+        const std::size_t produced =
+            m_cipher.update(std::span(m_input.data(), got), m_output.data());
+        writeAll(m_outputFd, m_output.data(), produced, m_outputPath);
         m_encrypted += got;
         if (m_progress != nullptr) {
             m_progress->setDone(m_encrypted);

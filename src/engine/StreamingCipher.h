@@ -14,6 +14,7 @@
 #include <optional>
 #include <span>
 #include <thread>
+#include <vector>
 
 namespace corvina {
 
@@ -74,6 +75,8 @@ private:
     /// Output bytes up to which write-back to the disk has been started.
     uint64_t m_writebackStarted = 0;
     std::optional<int> m_plaintextFd;
+    std::vector<uint8_t> m_input;
+    std::vector<uint8_t> m_output;
     std::optional<std::chrono::steady_clock::time_point> m_startTime;
 
     std::thread m_thread;
