@@ -95,7 +95,7 @@ exec bash "$root/scripts/with-keyring.sh" bash -c '
     data="$HOME/Library/Containers/de.halvorn/Data"
     mkdir -p "$data/Pflege" "$HOME/Backups"
     printf "Frau Berger, Zimmer 4" >"$data/Patienten.db"
-    head -c 150000000 /dev/urandom >"$data/Pflege/Scans.bin"
+    head -c 250000000 /dev/urandom >"$data/Pflege/Scans.bin"
     conf="$XDG_CONFIG_HOME/de.Corvina-Backup-Manager/Corvina-Backup-Manager.conf"
     mkdir -p "$(dirname "$conf")"
     if grep -q "^\[General\]" "$conf" 2>/dev/null; then
@@ -119,7 +119,7 @@ exec bash "$root/scripts/with-keyring.sh" bash -c '
     shoot sheet-create.png
     # From the editor, Tab reaches "Abbrechen", then "Erstellen".
     xdotool key Tab Tab space
-    sleep 0.5
+    sleep 0.6
     shoot working.png
     for _ in $(seq 60); do ls "$HOME/Backups"/*.halvorn >/dev/null 2>&1 && break; sleep 0.5; done
     sleep 1.5
@@ -129,9 +129,9 @@ exec bash "$root/scripts/with-keyring.sh" bash -c '
     sleep 4
     point 450 240
     xdotool click 1
+    point 5 5
     sleep 1.2
     xdotool key Down
-    point 5 5
     sleep 0.5
     shoot sheet-restore.png
     xdotool key Return
@@ -143,6 +143,7 @@ exec bash "$root/scripts/with-keyring.sh" bash -c '
     sleep 1
     point 450 340
     xdotool click 1
+    point 5 5
     sleep 1.2
     shoot sheet-delete.png
     xdotool key Escape

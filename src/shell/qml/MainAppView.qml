@@ -85,6 +85,9 @@ Item {
         readonly property bool isPresented: root.isSheetOpen
         onIsPresentedChanged: isPresented ? open() : close()
         onEscapePressed: root.host.closeView()
+        // The keyboard goes to the new screen, not to a button that had it
+        // in the sheet before.
+        onOpened: screenLoader.forceActiveFocus()
 
         BlurredSheetContentHelper {
             id: sheetContent
