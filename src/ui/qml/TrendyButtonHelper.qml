@@ -64,7 +64,7 @@ MouseArea {
     }
     // The keyboard focus ring.
     Rectangle {
-        visible: root.activeFocus
+        visible: root.activeFocus && !root.isDisabled
         anchors.fill: parent
         anchors.margins: -3
         radius: 7
