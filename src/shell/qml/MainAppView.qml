@@ -169,6 +169,9 @@ Item {
 
         PopUpLottieHelper {
             id: caption
+            showsProgress: root.host.hasProgress
+            progress: root.host.progressFraction
+            remainingText: root.host.progressRemainingText
         }
     }
     // The caption stays while the pop-up fades out.
