@@ -171,6 +171,41 @@ private Q_SLOTS:
         }
     }
 
+    // A backup's name never points at data that is not yet on disk: the
+    // file is synced before the call that gives it its name.
+    void backupIsDurableBeforeItIsNamed() {
+        if (!runProgram(u"strace"_s, {u"-o"_s, u"/dev/null"_s, u"true"_s})) {
+            QSKIP("strace can't trace here (missing, or ptrace refused)");
+        }
+        QTemporaryDir work;
+        writeFile(work.filePath(u"Data/a"_s), "a");
+        writeFile(work.filePath(u"pw"_s), "pw");
+        const QString trace = work.filePath(u"trace"_s);
+        QVERIFY(runProgram(u"strace"_s,
+                           {u"-f"_s, u"-qq"_s, u"-y"_s, u"-o"_s, trace, u"-e"_s,
+                            u"trace=fsync,fdatasync,linkat,rename,renameat,renameat2"_s,
+                            QStringLiteral(CORVINA_BACKUP_TOOL), u"create"_s, u"--source"_s,
+                            work.filePath(u"Data"_s), u"--dest"_s, work.filePath(u"out"_s),
+                            u"--password-file"_s, work.filePath(u"pw"_s)}));
+        // A sync names its file by descriptor and path; the publishing link
+        // names it by /proc/self/fd/N, a rename by its hidden name.
+        static const QRegularExpression sync(u"f(?:data)?sync\\((\\d+)<(?:[^>]*/)?([^>/]*)>"_s);
+        static const QRegularExpression publish(
+            u"(?:linkat|rename\\w*)\\([^\"]*\"(?:/proc/self/fd/)?(?:[^\"]*/)?([^\"/]*)\".*\"(?:[^\"]*/)?Backup_[^\"/]*\\.halvorn\""_s);
+        QStringList synced;
+        int published = 0;
+        for (const QByteArray& bytes : readAll(trace).split('\n')) {
+            const QString line = QString::fromUtf8(bytes);
+            if (const auto match = sync.match(line); match.hasMatch()) {
+                synced << match.captured(1) << match.captured(2);
+            } else if (const auto named = publish.match(line); named.hasMatch()) {
+                QVERIFY2(synced.contains(named.captured(1)), qPrintable(line));
+                ++published;
+            }
+        }
+        QCOMPARE(published, 1);
+    }
+
     // A stick formatted exFAT has no attributes: the comment goes into the
     // AppleDouble file beside the backup.
     void backupOnExfatStickKeepsItsComment() {

@@ -169,6 +169,8 @@ private Q_SLOTS:
         QTest::newRow("doubled slashes") << QByteArray("a//b") << true;
         QTest::newRow("climbs out") << QByteArray("../draussen") << false;
         QTest::newRow("climbs out through a folder") << QByteArray("a/../../draussen") << false;
+        // The root is links/x; its sibling links/xEvil shares the name's start.
+        QTest::newRow("x") << QByteArray("../xEvil/f") << false;
         QTest::newRow("absolute elsewhere") << QByteArray("/etc/passwd") << false;
     }
 

@@ -84,6 +84,16 @@ private Q_SLOTS:
             << "python3 -c \"$0\" - " + files + " | cat > \"$1\"" << true << false;
         QTest::newRow("Python ZIP64 extra fields")
             << "python3 -c \"$0\" \"$1\" " + files << false << true;
+        // Central records of every size: an entry read after a comment is
+        // found only where the comment's length is counted.
+        QTest::newRow("Python, a comment on each entry")
+            << "python3 -c \"import sys, zipfile\n"
+               "with zipfile.ZipFile(sys.argv[1], 'w') as z:\n"
+               "    for i, name in enumerate(sys.argv[2:]):\n"
+               "        z.write(name)\n"
+               "        z.getinfo(name).comment = b'Kommentar ' * i * 7\" \"$1\" " +
+                   files
+            << false << false;
         QTest::newRow("bsdtar deflate") << "bsdtar --format zip -cf \"$1\" Data" << true << false;
         QTest::newRow("bsdtar stored")
             << "bsdtar --format zip --options zip:compression=store -cf \"$1\" Data" << true

@@ -231,7 +231,10 @@ private Q_SLOTS:
         QTest::addColumn<int>("localExtra");
         QTest::addColumn<int>("centralExtra");
         QTest::newRow("plain") << 1000ull << 5000ull << 0 << 0;
+        QTest::newRow("size one below the ZIP64 limit") << 0xFFFFFFFEull << 0ull << 0 << 0;
         QTest::newRow("size at the ZIP64 limit") << 0xFFFFFFFFull << 0ull << 20 << 20;
+        QTest::newRow("offset one below the ZIP64 limit") << 10ull << 0xFFFFFFFEull << 0 << 0;
+        QTest::newRow("offset at the ZIP64 limit") << 10ull << 0xFFFFFFFFull << 0 << 12;
         QTest::newRow("offset beyond 4 GiB") << 10ull << 0x100000000ull << 0 << 12;
         QTest::newRow("both") << 0x200000000ull << 0x100000000ull << 20 << 28;
     }
@@ -277,6 +280,42 @@ private Q_SLOTS:
                          uint32_t(crc32_z(start, bytes.data() + offset, length)));
             }
         }
+    }
+
+    // Each ZIP64 switch of the end records at its limit and one below.
+    void endRecordsSwitchToZip64AtEachLimit_data() {
+        QTest::addColumn<quint64>("entriesBefore");
+        QTest::addColumn<quint64>("directorySize"); // after the append
+        QTest::addColumn<quint64>("directoryOffset");
+        QTest::addColumn<bool>("zip64");
+        QTest::newRow("65,534 entries") << 65'533ull << 100ull << 0ull << false;
+        QTest::newRow("65,535 entries") << 65'534ull << 100ull << 0ull << true;
+        QTest::newRow("directory of 2^32 - 2 bytes") << 1ull << 0xFFFFFFFEull << 0ull << false;
+        QTest::newRow("directory of 2^32 - 1 bytes") << 1ull << 0xFFFFFFFFull << 0ull << true;
+        QTest::newRow("directory at 2^32 - 2") << 1ull << 100ull << 0xFFFFFFFEull << false;
+        QTest::newRow("directory at 2^32 - 1") << 1ull << 100ull << 0xFFFFFFFFull << true;
+    }
+    void endRecordsSwitchToZip64AtEachLimit() {
+        QFETCH(quint64, entriesBefore);
+        QFETCH(quint64, directorySize);
+        QFETCH(quint64, directoryOffset);
+        QFETCH(bool, zip64);
+        constexpr uint64_t recordSize = 50;
+        EndRecords before;
+        before.endOfCentralDirectoryRecord.totalNumberOfEntriesOnDisk = uint16_t(entriesBefore);
+        before.endOfCentralDirectoryRecord.totalNumberOfEntriesInCentralDirectory =
+            uint16_t(entriesBefore);
+        before.endOfCentralDirectoryRecord.sizeOfCentralDirectory =
+            uint32_t(directorySize - recordSize);
+        const EndRecords after = before.afterAppend(recordSize, directoryOffset, 1ull << 40);
+        QCOMPARE(after.zip64EndOfCentralDirectory.has_value(), zip64);
+        QCOMPARE(after.totalNumberOfEntries(), entriesBefore + 1);
+        QCOMPARE(after.sizeOfCentralDirectory(), directorySize);
+        QCOMPARE(after.offsetToStartOfCentralDirectory(), directoryOffset);
+        const auto& plain = after.endOfCentralDirectoryRecord;
+        QCOMPARE(plain.totalNumberOfEntriesInCentralDirectory == 0xFFFF,
+                 entriesBefore + 1 >= 0xFFFF);
+        QCOMPARE(plain.sizeOfCentralDirectory == 0xFFFFFFFF, directorySize >= 0xFFFFFFFF);
     }
 
     void entryPathMustBeUtf8_data() {
