@@ -112,7 +112,30 @@ TestCase {
         compare(TestWorld.dataFiles(), originalFiles);
     }
 
-    function test_3_deleteBehindTheTickBox() {
+    // Presses Tab until `item` has the keyboard, as a person would.
+    function tabTo(item) {
+        for (let i = 0; i < 12 && !item.activeFocus; ++i)
+            keyClick(Qt.Key_Tab);
+        verify(item.activeFocus, "Tab never reached " + item);
+    }
+
+    function test_3_backupByKeyboardAlone() {
+        tryCompare(view.actionSheet, "visible", false);
+        tryCompare(view.workingPopUp, "visible", false);
+        tabTo(findChild(view, "tile0"));
+        keyClick(Qt.Key_Return);
+        tryCompare(view.actionSheet, "opened", true);
+        typeText("Per Tastatur");
+        wait(700);
+        tabTo(findChild(view.sheetFrame, "sheetMiddleButton"));
+        popUpShown.clear();
+        keyClick(Qt.Key_Space);
+        waitForResult("Das Backup wurde erfolgreich erstellt.");
+        const comments = TestWorld.backups().map(name => TestWorld.commentOf(name));
+        verify(comments.includes("Per Tastatur"), comments);
+    }
+
+    function test_4_deleteBehindTheTickBox() {
         openSheet(2);
         const box = findChild(view.screen, "confirmationBox");
         const button = findChild(view.sheetFrame, "sheetMiddleButton");
