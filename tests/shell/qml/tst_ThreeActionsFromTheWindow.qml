@@ -155,4 +155,33 @@ TestCase {
         compare(TestWorld.dataFiles(), {});
         verify(!TestWorld.dataFolderExists());
     }
+
+    function test_5_editAndDeleteABackup() {
+        openSheet(1);
+        const list = findChild(view.screen, "backupList");
+        tryCompare(list, "count", 2);
+        const newest = TestWorld.backups().sort().reverse()[0];
+        mouseClick(list.itemAtIndex(0));
+        keyClick(Qt.Key_F2);
+        tryCompare(view.screen.editSheet, "opened", true);
+        keyClick(Qt.Key_A, Qt.ControlModifier);
+        typeText("Neu gesetzt");
+        wait(700);
+        keyClick(Qt.Key_Tab);
+        keyClick(Qt.Key_Tab);
+        keyClick(Qt.Key_Space);
+        tryCompare(view.screen.editSheet, "visible", false);
+        compare(TestWorld.commentOf(newest), "Neu gesetzt");
+
+        mouseClick(list.itemAtIndex(0));
+        keyClick(Qt.Key_Delete);
+        tryCompare(view.screen.deleteAlert, "opened", true);
+        // "Löschen" is the default button.
+        keyClick(Qt.Key_Return);
+        tryVerify(() => !TestWorld.backups().includes(newest));
+        tryCompare(list, "count", 1);
+        tryCompare(view.screen.deleteAlert, "visible", false);
+        keyClick(Qt.Key_Escape);
+        tryCompare(view.actionSheet, "opened", false);
+    }
 }
