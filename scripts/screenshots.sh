@@ -13,6 +13,8 @@
 #   result-line.png           the result line after the backup
 #   sheet-restore.png         the restore sheet with the new backup chosen
 #   close-alert.png           the alert that closes the running companion
+#   edit-comment.png          the comment editor of the chosen backup (F2)
+#   delete-alert.png          the confirmation before deleting it (Delete)
 #   sheet-delete.png          the delete sheet
 #
 #   scripts/screenshots.sh [OUTPUT_FOLDER] [BUILD_FOLDER]
@@ -119,7 +121,9 @@ exec bash "$root/scripts/with-keyring.sh" bash -c '
     shoot sheet-create.png
     # From the editor, Tab reaches "Abbrechen", then "Erstellen".
     xdotool key Tab Tab space
-    sleep 0.6
+    # The pop-up is up while the backup writes its temporary archive.
+    for _ in $(seq 100); do ls "$HOME/Backups"/.Backup_*.zip >/dev/null 2>&1 && break; sleep 0.1; done
+    sleep 1
     shoot working.png
     for _ in $(seq 60); do ls "$HOME/Backups"/*.halvorn >/dev/null 2>&1 && break; sleep 0.5; done
     sleep 1.5
@@ -137,6 +141,16 @@ exec bash "$root/scripts/with-keyring.sh" bash -c '
     xdotool key Return
     sleep 1
     shoot close-alert.png
+    xdotool key Escape
+    sleep 0.5
+    xdotool key F2
+    sleep 1
+    shoot edit-comment.png
+    xdotool key Escape
+    sleep 0.5
+    xdotool key Delete
+    sleep 1
+    shoot delete-alert.png
     xdotool key Escape
     sleep 0.5
     xdotool key Escape

@@ -97,13 +97,15 @@ ItemDelegate {
             Repeater {
                 model: [{
                         "name": "editButton",
-                        "label": root.editToolTip,
+                        "label": root.editLabel,
+                        "toolTip": root.editToolTip,
                         "icon": root.editIcon,
                         "tint": "#34C759",
                         "run": () => root.editRequested()
                     }, {
                         "name": "deleteButton",
-                        "label": root.deleteToolTip,
+                        "label": root.deleteLabel,
+                        "toolTip": root.deleteToolTip,
                         "icon": root.deleteIcon,
                         "tint": Theme.red,
                         "run": () => root.deleteRequested()
@@ -117,9 +119,10 @@ ItemDelegate {
                     imgSize: 14
                     padding: 5
                     Accessible.name: modelData.label
+                    Accessible.description: modelData.toolTip
                     ToolTip.visible: isHovered
                     ToolTip.delay: 600
-                    ToolTip.text: modelData.label
+                    ToolTip.text: modelData.toolTip
                     onCallback: modelData.run()
                 }
             }

@@ -15,6 +15,8 @@ FocusScope {
     required property ActionHost host
     readonly property alias viewModel: restoreModel
     readonly property ListView list: backupList
+    readonly property ModalSheet editSheet: editSheet
+    readonly property CustomAlert deleteAlert: deleteAlert
 
     implicitWidth: 420
     implicitHeight: 250
@@ -138,6 +140,8 @@ FocusScope {
             editor.takeFocus();
         }
         onEscapePressed: restoreModel.cancelEditComment()
+        // The keyboard goes back to the list.
+        onClosed: backupList.forceActiveFocus()
 
         BlurredSheetContentHelper {
             focus: true
@@ -193,5 +197,6 @@ FocusScope {
             }]
         onDismissed: if (restoreModel.deleteBackup.toString().length > 0)
             restoreModel.cancelDeleteBackup()
+        onClosed: backupList.forceActiveFocus()
     }
 }

@@ -112,7 +112,30 @@ TestCase {
         compare(TestWorld.dataFiles(), originalFiles);
     }
 
-    function test_3_deleteBehindTheTickBox() {
+    // Presses Tab until `item` has the keyboard, as a person would.
+    function tabTo(item) {
+        for (let i = 0; i < 12 && !item.activeFocus; ++i)
+            keyClick(Qt.Key_Tab);
+        verify(item.activeFocus, "Tab never reached " + item);
+    }
+
+    function test_3_backupByKeyboardAlone() {
+        tryCompare(view.actionSheet, "visible", false);
+        tryCompare(view.workingPopUp, "visible", false);
+        tabTo(findChild(view, "tile0"));
+        keyClick(Qt.Key_Return);
+        tryCompare(view.actionSheet, "opened", true);
+        typeText("Per Tastatur");
+        wait(700);
+        tabTo(findChild(view.sheetFrame, "sheetMiddleButton"));
+        popUpShown.clear();
+        keyClick(Qt.Key_Space);
+        waitForResult("Das Backup wurde erfolgreich erstellt.");
+        const comments = TestWorld.backups().map(name => TestWorld.commentOf(name));
+        verify(comments.includes("Per Tastatur"), comments);
+    }
+
+    function test_4_deleteBehindTheTickBox() {
         openSheet(2);
         const box = findChild(view.screen, "confirmationBox");
         const button = findChild(view.sheetFrame, "sheetMiddleButton");
@@ -131,5 +154,34 @@ TestCase {
         waitForResult("Die Daten wurden erfolgreich gelöscht.");
         compare(TestWorld.dataFiles(), {});
         verify(!TestWorld.dataFolderExists());
+    }
+
+    function test_5_editAndDeleteABackup() {
+        openSheet(1);
+        const list = findChild(view.screen, "backupList");
+        tryCompare(list, "count", 2);
+        const newest = TestWorld.backups().sort().reverse()[0];
+        mouseClick(list.itemAtIndex(0));
+        keyClick(Qt.Key_F2);
+        tryCompare(view.screen.editSheet, "opened", true);
+        keyClick(Qt.Key_A, Qt.ControlModifier);
+        typeText("Neu gesetzt");
+        wait(700);
+        keyClick(Qt.Key_Tab);
+        keyClick(Qt.Key_Tab);
+        keyClick(Qt.Key_Space);
+        tryCompare(view.screen.editSheet, "visible", false);
+        compare(TestWorld.commentOf(newest), "Neu gesetzt");
+
+        mouseClick(list.itemAtIndex(0));
+        keyClick(Qt.Key_Delete);
+        tryCompare(view.screen.deleteAlert, "opened", true);
+        // "Löschen" is the default button.
+        keyClick(Qt.Key_Return);
+        tryVerify(() => !TestWorld.backups().includes(newest));
+        tryCompare(list, "count", 1);
+        tryCompare(view.screen.deleteAlert, "visible", false);
+        keyClick(Qt.Key_Escape);
+        tryCompare(view.actionSheet, "opened", false);
     }
 }
