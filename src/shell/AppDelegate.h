@@ -3,6 +3,8 @@
 #include "session/InactivityMonitor.h"
 #include "session/SessionState.h"
 #include "shell/DraggableWindow.h"
+#include "updates/SparkleUpdaterDelegate.h"
+#include "updates/Updater.h"
 
 #include <QObject>
 #include <QPointer>
@@ -36,6 +38,8 @@ class AppDelegate : public QObject {
                    isTouchIdOnAppearChanged)
     Q_PROPERTY(corvina::DraggableWindow* mainWindow READ mainWindow NOTIFY mainWindowChanged)
     Q_PROPERTY(corvina::InactivityMonitor* inactivityMonitor READ inactivityMonitor CONSTANT)
+    Q_PROPERTY(corvina::Updater* updater READ updater CONSTANT)
+    Q_PROPERTY(corvina::SparkleUpdaterDelegate* sparkleDelegate READ sparkleDelegate CONSTANT)
     Q_PROPERTY(bool hasLockItem READ hasLockItem NOTIFY hasLockItemChanged)
     Q_PROPERTY(QString lockItemSymbol READ lockItemSymbol CONSTANT)
     Q_PROPERTY(QString lockItemLabel READ lockItemLabel CONSTANT)
@@ -72,6 +76,10 @@ public:
     void setIsTouchIdOnAppear(bool value);
     [[nodiscard]] DraggableWindow* mainWindow() const { return m_mainWindow; }
     [[nodiscard]] InactivityMonitor* inactivityMonitor() { return &m_inactivityMonitor; }
+    /// The program's updater, started at construction, with
+    /// `sparkleDelegate` as its delegate.
+    [[nodiscard]] Updater* updater() { return &m_updater; }
+    [[nodiscard]] SparkleUpdaterDelegate* sparkleDelegate() { return &m_sparkleDelegate; }
     [[nodiscard]] bool hasLockItem() const { return m_hasLockItem; }
     /// "lock.fill" when the symbol can be drawn, otherwise empty.
     [[nodiscard]] QString lockItemSymbol() const { return m_lockItemSymbol; }
@@ -120,6 +128,8 @@ private:
 
     InactivityMonitor m_inactivityMonitor;
     SessionState m_session;
+    SparkleUpdaterDelegate m_sparkleDelegate;
+    Updater m_updater;
     QPointer<DraggableWindow> m_mainWindow;
     QString m_lockItemSymbol;
     bool m_isTouchIdOnAppear = true;

@@ -3,6 +3,7 @@
 #include <QSettings>
 
 #include <algorithm>
+#include <cmath>
 
 namespace corvina::UpdateSettings {
 
@@ -25,7 +26,10 @@ void setAutomaticallyDownloads(bool value) {
 double checkInterval() {
     bool ok = false;
     const double stored = QSettings().value(checkIntervalKey).toDouble(&ok);
-    return std::max(ok ? stored : defaultCheckInterval, minimumCheckInterval);
+    if (!ok || !std::isfinite(stored)) {
+        return defaultCheckInterval;
+    }
+    return std::clamp(stored, minimumCheckInterval, maximumCheckInterval);
 }
 
 std::optional<QDateTime> lastCheckTime() {

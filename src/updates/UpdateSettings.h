@@ -23,6 +23,8 @@ inline const QString feedUrlKey = QStringLiteral("SUFeedURL");
 constexpr double defaultCheckInterval = 86400.0;
 /// Scheduled checks never come more often than once an hour.
 constexpr double minimumCheckInterval = 3600.0;
+/// Nor more seldom than every 24 days, what one timer can wait.
+constexpr double maximumCheckInterval = 24.0 * 86400.0;
 
 /// On unless switched off.
 [[nodiscard]] bool automaticallyChecks();
@@ -30,7 +32,8 @@ void setAutomaticallyChecks(bool value);
 /// Off unless switched on.
 [[nodiscard]] bool automaticallyDownloads();
 void setAutomaticallyDownloads(bool value);
-/// "SUScheduledCheckInterval" in seconds, never below the minimum.
+/// "SUScheduledCheckInterval" in seconds, between the minimum and the
+/// maximum; the default when it is not a number.
 [[nodiscard]] double checkInterval();
 [[nodiscard]] std::optional<QDateTime> lastCheckTime();
 void setLastCheckTime(const QDateTime& time);

@@ -1,6 +1,7 @@
 #include "updates/UpdateUserDriver.h"
 
 #include <QLocale>
+#include <QMetaEnum>
 
 namespace corvina {
 
@@ -8,6 +9,10 @@ UpdateUserDriver::UpdateUserDriver(QString currentVersion, bool installsInPlace,
     : QObject(parent)
     , m_currentVersion(std::move(currentVersion))
     , m_installsInPlace(installsInPlace) {}
+
+QString UpdateUserDriver::dialog() const {
+    return QString::fromLatin1(QMetaEnum::fromType<Stage>().valueToKey(static_cast<int>(m_stage)));
+}
 
 QString UpdateUserDriver::progressText() const {
     const QLocale german(QLocale::German, QLocale::Germany);

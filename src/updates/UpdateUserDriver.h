@@ -14,6 +14,9 @@ namespace corvina {
 class UpdateUserDriver : public QObject {
     Q_OBJECT
     Q_PROPERTY(Stage stage READ stage NOTIFY changed)
+    /// The stage by its name ("updateFound", …), for QML, which cannot name
+    /// lower-case enumerators.
+    Q_PROPERTY(QString dialog READ dialog NOTIFY changed)
     Q_PROPERTY(QString itemTitle READ itemTitle NOTIFY changed)
     Q_PROPERTY(QString newVersion READ newVersion NOTIFY changed)
     Q_PROPERTY(QString currentVersion READ currentVersion CONSTANT)
@@ -34,6 +37,7 @@ public:
     UpdateUserDriver(QString currentVersion, bool installsInPlace, QObject* parent = nullptr);
 
     [[nodiscard]] Stage stage() const { return m_stage; }
+    [[nodiscard]] QString dialog() const;
     [[nodiscard]] QString itemTitle() const { return m_item.title; }
     [[nodiscard]] QString newVersion() const { return m_item.displayVersionString; }
     [[nodiscard]] QString currentVersion() const { return m_currentVersion; }
@@ -61,6 +65,7 @@ public:
     Q_INVOKABLE void skipThisVersion() { Q_EMIT skipRequested(); }
     Q_INVOKABLE void cancelDownload() { Q_EMIT cancelRequested(); }
     Q_INVOKABLE void restartNow() { Q_EMIT restartRequested(); }
+    Q_INVOKABLE void openReleaseNotesLink() { Q_EMIT openUrlRequested(m_item.releaseNotesLink); }
     /// Closes a dialog that only informs.
     Q_INVOKABLE void acknowledge() { dismiss(); }
 
@@ -72,6 +77,7 @@ Q_SIGNALS:
     void skipRequested();
     void cancelRequested();
     void restartRequested();
+    void openUrlRequested(const QUrl& url);
 
 private:
     void setStage(Stage stage);

@@ -58,6 +58,12 @@ Updater::Updater(UpdaterConfiguration configuration, QObject* parent)
     connect(&m_userDriver, &UpdateUserDriver::skipRequested, this, &Updater::skipFoundVersion);
     connect(&m_userDriver, &UpdateUserDriver::cancelRequested, this, &Updater::cancelDownload);
     connect(&m_userDriver, &UpdateUserDriver::restartRequested, this, &Updater::restart);
+    connect(&m_userDriver, &UpdateUserDriver::openUrlRequested, this, [this](const QUrl& url) {
+        // A feed names the page; only a web page opens, never a local file.
+        if (m_openUrl && isAllowedUpdateUrl(url)) {
+            m_openUrl(url);
+        }
+    });
 }
 
 Updater::~Updater() {
@@ -100,7 +106,8 @@ std::optional<qint64> Updater::msUntilScheduledCheck() const {
     if (!m_scheduleTimer.isActive()) {
         return std::nullopt;
     }
-    return m_scheduleTimer.remainingTime();
+    // From the time set, not the timer's: a coarse timer may round.
+    return std::max(qint64{0}, QDateTime::currentDateTimeUtc().msecsTo(m_scheduledCheckTime));
 }
 
 void Updater::checkForUpdates() {
@@ -116,8 +123,10 @@ void Updater::armSchedule() {
     if (!automaticallyChecksForUpdates()) {
         return;
     }
-    m_scheduleTimer.start(
-        static_cast<int>(UpdateSettings::msUntilScheduledCheck(QDateTime::currentDateTimeUtc())));
+    const QDateTime now = QDateTime::currentDateTimeUtc();
+    const qint64 delay = UpdateSettings::msUntilScheduledCheck(now);
+    m_scheduledCheckTime = now.addMSecs(delay);
+    m_scheduleTimer.start(static_cast<int>(delay));
 }
 
 void Updater::setBusy(bool busy) {
@@ -135,6 +144,9 @@ void Updater::startCheck(CheckKind kind) {
     m_kind = kind;
     m_foundItem.reset();
     setBusy(true);
+    // Every attempt counts, also one that fails: the next comes after the
+    // interval, and another process of the program does not check meanwhile.
+    UpdateSettings::setLastCheckTime(QDateTime::currentDateTimeUtc());
     QUrl feed;
     if (m_delegate) {
         feed = QUrl(m_delegate->feedURLStringForUpdater(*this));
@@ -153,9 +165,6 @@ void Updater::startCheck(CheckKind kind) {
         fail(UpdateError::insecureAddress, feed.toString());
         return;
     }
-    // Recorded when the check starts, so that another process of the
-    // program does not check again meanwhile.
-    UpdateSettings::setLastCheckTime(QDateTime::currentDateTimeUtc());
     Q_EMIT checkStarted();
     m_feedReply = getUpdateResource(m_network, feed);
     QNetworkReply* reply = m_feedReply;

@@ -132,6 +132,7 @@ private:
     std::function<void(const QUrl&)> m_openUrl;
     std::function<void(const QString&)> m_restart;
     QTimer m_scheduleTimer;
+    QDateTime m_scheduledCheckTime;
     QPointer<QNetworkReply> m_feedReply;
     std::unique_ptr<UpdateDownload> m_download;
     std::optional<AppcastItem> m_foundItem;

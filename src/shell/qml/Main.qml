@@ -100,4 +100,7 @@ ApplicationWindow {
         width: 900
         height: 500
     }
+
+    // The updater's dialogs, over whatever the window shows.
+    UpdateDialogs {}
 }
