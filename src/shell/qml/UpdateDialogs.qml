@@ -121,10 +121,11 @@ Popup {
             objectName: "releaseNotes"
             visible: root.dialog === "updateFound" && root.driver.releaseNotes.length > 0
             Layout.fillWidth: true
-            Layout.preferredHeight: 120
+            Layout.preferredHeight: Math.min(120, notes.implicitHeight)
             clip: true
 
             Text {
+                id: notes
                 width: 400
                 text: root.driver.releaseNotes
                 textFormat: Text.StyledText

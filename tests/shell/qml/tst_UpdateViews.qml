@@ -39,6 +39,18 @@ TestCase {
         id: tabComponent
         UpdateView {}
     }
+    Component {
+        id: backgroundCheckComponent
+        BackgroundUpdateCheck {
+            updater: AppDelegate.updater
+            delay: 50
+        }
+    }
+    SignalSpy {
+        id: checkSpy
+        target: AppDelegate.updater
+        signalName: "checkStarted"
+    }
 
     // A scheduled check of the updater's start may still be under way.
     function init() {
@@ -96,5 +108,27 @@ TestCase {
         keyClick(Qt.Key_Space);
         tryCompare(dialogs, "visible", false);
         compare(AppDelegate.updater.userDriver.dialog, "idle");
+    }
+
+    // The main screen checks by itself only with automatic checks on and
+    // automatic downloads off.
+    function test_backgroundCheckOnAppearing_data() {
+        return [
+            { tag: "checks on, downloads off", checks: true, downloads: false, expected: 1 },
+            { tag: "checks off", checks: false, downloads: false, expected: 0 },
+            { tag: "downloads on", checks: true, downloads: true, expected: 0 },
+        ];
+    }
+    function test_backgroundCheckOnAppearing(data) {
+        TestUpdateFeed.offerVersion("0", "0.1");
+        AppDelegate.updater.automaticallyChecksForUpdates = data.checks;
+        AppDelegate.updater.automaticallyDownloadsUpdates = data.downloads;
+        checkSpy.clear();
+        createTemporaryObject(backgroundCheckComponent, testCase).start();
+        wait(300);
+        compare(checkSpy.count, data.expected);
+        tryCompare(AppDelegate.updater, "canCheckForUpdates", true);
+        AppDelegate.updater.automaticallyChecksForUpdates = true;
+        AppDelegate.updater.automaticallyDownloadsUpdates = false;
     }
 }
