@@ -317,6 +317,8 @@ void Updater::dropDownload() {
 
 void Updater::endSession() {
     dropDownload();
+    // A late answer of a closed dialog finds nothing to install.
+    m_foundItem.reset();
     setBusy(false);
     armSchedule();
 }
