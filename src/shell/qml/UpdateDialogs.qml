@@ -5,36 +5,36 @@ import QtQuick.Layouts
 import Corvina.Ui
 import Corvina.Shell
 
-// The updater's dialogs, one modal window over the content: an update
-// found, its download, the restart after it was installed, "no updates",
-// and a failure with its reason. What it shows and what the buttons do
-// comes from the updater's user driver; Escape answers as the gentlest
+// The updater's dialogs, in one window of their own that keeps the
+// program's other windows waiting: an update found, its download, the
+// restart after it was installed, "no updates", and a failure with its
+// reason. What it shows and what the buttons do comes from the updater's
+// user driver; closing the window or Escape answers as the gentlest
 // button does.
-Popup {
+Window {
     id: root
 
     readonly property UpdateUserDriver driver: AppDelegate.updater.userDriver
     readonly property string dialog: driver.dialog
 
     objectName: "updateDialog"
-    parent: Overlay.overlay
-    anchors.centerIn: parent
+    title: "Softwareaktualisierung"
+    flags: Qt.Dialog
+    modality: Qt.ApplicationModal
     width: 460
-    modal: true
-    focus: true
-    padding: 24
-    closePolicy: Popup.CloseOnEscape
-    Accessible.role: Accessible.Dialog
-    Accessible.name: title.text
+    height: content.implicitHeight + 48
+    minimumWidth: 460
+    maximumWidth: 460
+    minimumHeight: height
+    maximumHeight: height
+    color: Theme.windowBackgroundColor
+    visible: dialog !== "idle"
 
-    onDialogChanged: {
-        if (dialog === "idle")
-            close();
-        else
-            open();
-    }
-    // Closed by Escape while the driver still waits for an answer.
-    onClosed: {
+    onVisibleChanged: if (visible) defaultButton.forceActiveFocus()
+    // Closed by the window manager while the driver still waits for an answer.
+    onClosing: answerGently()
+
+    function answerGently() {
         if (dialog === "updateFound" || dialog === "readyToRestart")
             driver.remindLater();
         else if (dialog === "downloading")
@@ -42,17 +42,19 @@ Popup {
         else if (dialog !== "idle")
             driver.acknowledge();
     }
-    onOpened: defaultButton.forceActiveFocus()
-    Component.onCompleted: if (dialog !== "idle") open()
 
-    background: Rectangle {
-        radius: 10
-        color: Theme.windowBackgroundColor
-        border.color: Theme.withOpacity(Theme.secondaryColor, 0.3)
+    Shortcut {
+        sequence: "Escape"
+        onActivated: root.answerGently()
     }
 
-    contentItem: ColumnLayout {
+    ColumnLayout {
+        id: content
+        anchors.fill: parent
+        anchors.margins: 24
         spacing: 12
+        Accessible.role: Accessible.Dialog
+        Accessible.name: title.text
 
         Row {
             spacing: 10
