@@ -8,6 +8,12 @@
 #   tile-hover.png            the pointer over the tile "Löschen"
 #   locked-again.png          after a click on the lock item
 #   touchid-unavailable.png   fingerprint on, but no fprintd on the system bus
+#   sheet-create.png          the backup sheet with a typed comment
+#   working.png               the working pop-up while the backup runs
+#   result-line.png           the result line after the backup
+#   sheet-restore.png         the restore sheet with the new backup chosen
+#   close-alert.png           the alert that closes the running companion
+#   sheet-delete.png          the delete sheet
 #   update-dialog.png         a local appcast offers a newer version at start
 #   update-badge.png          the main screen's update badge after "Später erinnern"
 #
@@ -86,6 +92,65 @@ exec bash "$root/scripts/with-keyring.sh" bash -c '
     shoot locked-again.png
     kill "$app"; wait "$app" 2>/dev/null || true
 
+    # The three actions over a data folder and a storage folder of our own;
+    # the large file keeps the backup running long enough to be seen.
+    data="$HOME/Library/Containers/de.halvorn/Data"
+    mkdir -p "$data/Pflege" "$HOME/Backups"
+    printf "Frau Berger, Zimmer 4" >"$data/Patienten.db"
+    head -c 250000000 /dev/urandom >"$data/Pflege/Scans.bin"
+    conf="$XDG_CONFIG_HOME/de.Corvina-Backup-Manager/Corvina-Backup-Manager.conf"
+    mkdir -p "$(dirname "$conf")"
+    if grep -q "^\[General\]" "$conf" 2>/dev/null; then
+        sed -i "/^\[General\]/a savedPathKey=$HOME/Backups" "$conf"
+    else
+        printf "[General]\nsavedPathKey=%s\n" "$HOME/Backups" >>"$conf"
+    fi
+    printf "%s" "Archiv-7" | secret-tool store --label="Corvina archive password" \
+        service de.Corvina-Backup-Manager.ZipPassword account zipPassword
+    start
+    sleep 2
+    xdotool type --delay 40 "Geheim-42"
+    xdotool key Return
+    sleep 2.5
+    # Tiles, top to bottom, at y = 140, 240, 340, 440.
+    point 450 140
+    xdotool click 1
+    sleep 1.2
+    xdotool type --delay 40 "Vor dem Update der Pflegesoftware"
+    sleep 1
+    shoot sheet-create.png
+    # From the editor, Tab reaches "Abbrechen", then "Erstellen".
+    xdotool key Tab Tab space
+    sleep 0.6
+    shoot working.png
+    for _ in $(seq 60); do ls "$HOME/Backups"/*.halvorn >/dev/null 2>&1 && break; sleep 0.5; done
+    sleep 1.5
+    shoot result-line.png
+    FLATPAK_ID=de.halvorn sleep 600 &
+    companion=$!
+    sleep 4
+    point 450 240
+    xdotool click 1
+    point 5 5
+    sleep 1.2
+    xdotool key Down
+    sleep 0.5
+    shoot sheet-restore.png
+    xdotool key Return
+    sleep 1
+    shoot close-alert.png
+    xdotool key Escape
+    sleep 0.5
+    xdotool key Escape
+    sleep 1
+    point 450 340
+    xdotool click 1
+    point 5 5
+    sleep 1.2
+    shoot sheet-delete.png
+    xdotool key Escape
+    kill "$companion" "$app"; wait "$app" 2>/dev/null || true
+
     # With the fingerprint switched on the prompt opens by itself and, with no
     # fingerprint daemon to ask, reports that there is no reader.
     printf "%s" true | secret-tool store --label="Corvina Touch ID" account useTouchID
@@ -119,8 +184,10 @@ XML
     secret-tool clear service de.Corvina-Backup-Manager.MasterPassword account masterPassword
     start
     sleep 4
-    shoot update-dialog.png
-    xdotool key Escape
+    # The dialog is a window of its own: the whole screen, then Escape in it.
+    import -window root "$CORVINA_SHOTS/update-dialog.png"; echo "saved $CORVINA_SHOTS/update-dialog.png"
+    dialog=$(xdotool search --onlyvisible --name "Softwareaktualisierung" | head -n 1)
+    xdotool windowfocus --sync "$dialog" key Escape
     sleep 1.5
     shoot update-badge.png
     kill "$app"; wait "$app" 2>/dev/null || true

@@ -51,6 +51,10 @@ QString MainAppViewModel::sheetTitle() const {
     return m_backupActionType ? rawValue(*m_backupActionType) : QString();
 }
 
+QString MainAppViewModel::sheetButtonText() const {
+    return m_backupActionType ? tileOf(*m_backupActionType).sheetButton : QString();
+}
+
 QVariantList MainAppViewModel::tiles() const {
     QVariantList result;
     for (const BackupActionType type : allActions) {

@@ -26,6 +26,7 @@ class MainAppViewModel : public QObject {
     Q_PROPERTY(QVariant backupActionType READ backupActionTypeVariant WRITE
                    setBackupActionTypeVariant NOTIFY backupActionTypeChanged)
     Q_PROPERTY(QString sheetTitle READ sheetTitle NOTIFY backupActionTypeChanged)
+    Q_PROPERTY(QString sheetButtonText READ sheetButtonText NOTIFY backupActionTypeChanged)
     Q_PROPERTY(QVariantList tiles READ tiles CONSTANT)
     Q_PROPERTY(QVariantMap settingsTile READ settingsTile CONSTANT)
     Q_PROPERTY(corvina::ActionHost* host READ host CONSTANT)
@@ -46,6 +47,8 @@ public:
     void setBackupActionTypeVariant(const QVariant& value);
     /// The open action's raw value; empty while no sheet is open.
     [[nodiscard]] QString sheetTitle() const;
+    /// The open sheet's action button; empty while no sheet is open.
+    [[nodiscard]] QString sheetButtonText() const;
 
     /// The three action tiles in order: maps with `action`, `iconName`,
     /// `title`, `subTitle` and `isDestructive`.

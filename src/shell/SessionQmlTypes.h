@@ -1,11 +1,10 @@
 #pragma once
 
-// The session and workflow types that QML uses, registered with this module
+// The session types that QML uses, registered with this module
 // from outside their own libraries (which stay free of QML).
 
 #include "session/InactivityMonitor.h"
 #include "session/PasswordEntryViewModel.h"
-#include "workflows/ActionHost.h"
 
 #include <QObject>
 #include <QtQml/qqmlregistration.h>
@@ -23,13 +22,6 @@ struct InactivityMonitorForeign {
     QML_FOREIGN(corvina::InactivityMonitor)
     QML_NAMED_ELEMENT(InactivityMonitor)
     QML_UNCREATABLE("Owned by the AppDelegate")
-};
-
-struct ActionHostForeign {
-    Q_GADGET
-    QML_FOREIGN(corvina::ActionHost)
-    QML_NAMED_ELEMENT(ActionHost)
-    QML_UNCREATABLE("Owned by the main screen")
 };
 
 } // namespace corvina

@@ -31,6 +31,7 @@
 
 Q_IMPORT_QML_PLUGIN(Corvina_UiPlugin)
 Q_IMPORT_QML_PLUGIN(Corvina_ShellPlugin)
+Q_IMPORT_QML_PLUGIN(Corvina_ScreensPlugin)
 
 int main(int argc, char* argv[]) {
     QGuiApplication app(argc, argv);

@@ -70,6 +70,14 @@ QColor Theme::red() const {
     return QColor(0xFF, 0x3B, 0x30);
 }
 
+QColor Theme::orange() const {
+    return QColor(0xFF, 0x95, 0x00);
+}
+
+QColor Theme::blue() const {
+    return QColor(0x00, 0x7A, 0xFF);
+}
+
 QString Theme::iconColorHex() const {
     return QSettings().value(iconColorKey, corvina::hexFromColor(accentColor())).toString();
 }

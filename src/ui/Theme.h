@@ -30,6 +30,8 @@ class Theme : public QObject {
     Q_PROPERTY(QColor textColor READ textColor CONSTANT)
     Q_PROPERTY(QColor placeholderTextColor READ placeholderTextColor CONSTANT)
     Q_PROPERTY(QColor red READ red CONSTANT)
+    Q_PROPERTY(QColor orange READ orange CONSTANT)
+    Q_PROPERTY(QColor blue READ blue CONSTANT)
     Q_PROPERTY(
         QString iconColorHex READ iconColorHex WRITE setIconColorHex NOTIFY iconColorHexChanged)
     Q_PROPERTY(QColor iconColor READ iconColor NOTIFY iconColorHexChanged)
@@ -52,6 +54,8 @@ public:
     [[nodiscard]] QColor textColor() const;
     [[nodiscard]] QColor placeholderTextColor() const;
     [[nodiscard]] QColor red() const;
+    [[nodiscard]] QColor orange() const;
+    [[nodiscard]] QColor blue() const;
 
     /// The stored "iconColor", or `hexFromColor` of the accent colour when none is stored.
     [[nodiscard]] QString iconColorHex() const;

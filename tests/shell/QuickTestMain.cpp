@@ -12,6 +12,7 @@
 
 Q_IMPORT_QML_PLUGIN(Corvina_UiPlugin)
 Q_IMPORT_QML_PLUGIN(Corvina_ShellPlugin)
+Q_IMPORT_QML_PLUGIN(Corvina_ScreensPlugin)
 
 class QuickTestSetup : public QObject {
     Q_OBJECT

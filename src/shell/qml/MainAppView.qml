@@ -1,15 +1,24 @@
-pragma ComponentBehavior: Bound
 import QtQuick
 import QtQuick.Layouts
 import Corvina.Ui
+import Corvina.Screens
 import Corvina.Shell
 
 // The unlocked main screen: the tiles of the three actions and of the
-// settings, and the result line under them.
+// settings, the result line under them, and over them the open action's
+// sheet with its close alert and working pop-up.
 Item {
     id: root
 
     readonly property MainAppViewModel viewModel: model
+    readonly property ActionHost host: model.host
+    readonly property bool isSheetOpen: model.backupActionType !== undefined
+    // The open action's screen, while a sheet is open, and the modals.
+    readonly property Item screen: screenLoader.item
+    readonly property BlurredSheetContentHelper sheetFrame: sheetContent
+    readonly property ModalSheet actionSheet: sheet
+    readonly property CustomAlert closeAlert: closeAlert
+    readonly property ModalSheet workingPopUp: workingPopUp
 
     MainAppViewModel {
         id: model
@@ -53,12 +62,121 @@ Item {
         Item {
             Layout.fillHeight: true
         }
+
+        // The band at the bottom of the screen, for lines about the program.
+        Item {
+            objectName: "bottomBand"
+            Layout.fillWidth: true
+        }
     }
 
     WarningTextHelper {
+        objectName: "resultLine"
         anchors.bottom: parent.bottom
         width: parent.width
-        warningText: root.viewModel.host.messageText.length > 0 ? root.viewModel.host.messageText : undefined
+        warningText: root.host.messageText.length > 0 ? root.host.messageText : undefined
         txtColor: Theme.accentColor
+    }
+
+    // The open action's sheet.
+    ModalSheet {
+        id: sheet
+        objectName: "actionSheet"
+        readonly property bool isPresented: root.isSheetOpen
+        onIsPresentedChanged: isPresented ? open() : close()
+        onEscapePressed: root.host.closeView()
+        // The keyboard goes to the new screen, not to a button that had it
+        // in the sheet before.
+        onOpened: screenLoader.forceActiveFocus()
+
+        BlurredSheetContentHelper {
+            id: sheetContent
+            focus: true
+            header: model.sheetTitle
+            minWidth: 10
+            alignment: Text.AlignLeft
+            textLeft: "Abbrechen"
+            textMiddle: model.sheetButtonText
+            textRight: "additional"
+            isMiddleDisabled: root.host.isSaveButtonDisabled
+            onCallbackLeft: root.host.closeView()
+            onCallbackMiddle: root.host.startAction(model.backupActionType)
+
+            Loader {
+                id: screenLoader
+                focus: true
+                active: root.isSheetOpen
+                sourceComponent: root.isSheetOpen ? [createScreen, restoreScreen, deleteScreen][model.backupActionType] : null
+            }
+        }
+    }
+
+    Component {
+        id: createScreen
+        CreateZipView {
+            host: root.host
+            focus: true
+        }
+    }
+    Component {
+        id: restoreScreen
+        RestoreZipView {
+            host: root.host
+            focus: true
+        }
+    }
+    Component {
+        id: deleteScreen
+        DeleteButtonView {
+            host: root.host
+            focus: true
+        }
+    }
+
+    // The close alert: the companion application runs and has to go first.
+    Binding {
+        target: closeAlert
+        property: "selectedItem"
+        value: root.host.hasRunningApplication ? "companion" : undefined
+    }
+    CustomAlert {
+        id: closeAlert
+        objectName: "closeAlert"
+        title: root.host.closeAlertTitle
+        message: item => root.host.closeAlertMessage
+        alertType: AlertCustomType.warn
+        buttons: [{
+                "title": "Abbrechen",
+                "bgColor": Theme.accentColor,
+                "isDefault": false,
+                "action": item => root.host.dismissCloseAlert()
+            }, {
+                "title": "OK",
+                "bgColor": Theme.red,
+                "isDefault": true,
+                "action": item => root.host.closeCompanionApplication()
+            }]
+        onDismissed: root.host.dismissCloseAlert()
+    }
+
+    // The working pop-up, while an action runs. Nothing dismisses it but
+    // the end of the work.
+    ModalSheet {
+        id: workingPopUp
+        objectName: "workingPopUp"
+        readonly property bool isPresented: root.host.progressLoadText.length > 0
+        onIsPresentedChanged: isPresented ? open() : close()
+
+        PopUpLottieHelper {
+            id: caption
+        }
+    }
+    // The caption stays while the pop-up fades out.
+    Connections {
+        target: root.host
+        function onProgressLoadTextChanged() {
+            if (root.host.progressLoadText.length > 0)
+                caption.text = root.host.progressLoadText;
+        }
     }
 }

@@ -24,13 +24,18 @@ MouseArea {
     Accessible.description: subTitle
 
     onClicked: action()
+    activeFocusOnTab: true
+    Keys.onReturnPressed: action()
+    Keys.onEnterPressed: action()
+    Keys.onSpacePressed: action()
+    Accessible.onPressAction: action()
 
     Rectangle {
         anchors.fill: parent
         radius: 10
         color: Theme.controlBackgroundColor
-        border.width: 1
-        border.color: Theme.withOpacity(root.tint, root.isHover ? 0.5 : 0.15)
+        border.width: root.activeFocus ? 2 : 1
+        border.color: Theme.withOpacity(root.tint, root.activeFocus ? 0.8 : root.isHover ? 0.5 : 0.15)
 
         Behavior on border.color {
             ColorAnimation {

@@ -22,10 +22,25 @@ MouseArea {
     Accessible.checked: selection
 
     onClicked: toggle.press()
+    activeFocusOnTab: true
+    Keys.onSpacePressed: toggle.press()
+    Accessible.onPressAction: toggle.press()
+    Accessible.onToggleAction: toggle.press()
 
     CheckBoxToggle {
         id: toggle
         onToggled: root.toggled()
+    }
+
+    // The keyboard focus ring.
+    Rectangle {
+        visible: root.activeFocus
+        anchors.fill: parent
+        anchors.margins: -3
+        radius: 4
+        color: "transparent"
+        border.width: 2
+        border.color: Theme.withOpacity(Theme.accentColor, 0.6)
     }
 
     Row {

@@ -40,6 +40,11 @@ MouseArea {
     opacity: isPressed ? 0.5 : 1
     Accessible.role: Accessible.Button
     Accessible.name: text
+    Accessible.onPressAction: if (!isDisabled) callback()
+    // Tab reaches the button and Space presses it; Return is left to the
+    // surrounding sheet or alert, which gives it to its default button.
+    activeFocusOnTab: !isDisabled
+    Keys.onSpacePressed: if (!isDisabled) callback()
 
     onPressed: if (!isDisabled) isPressed = true
     onReleased: isPressed = false
@@ -56,6 +61,16 @@ MouseArea {
         anchors.fill: parent
         radius: 5
         color: root.fillColor
+    }
+    // The keyboard focus ring.
+    Rectangle {
+        visible: root.activeFocus && !root.isDisabled
+        anchors.fill: parent
+        anchors.margins: -3
+        radius: 7
+        color: "transparent"
+        border.width: 2
+        border.color: Theme.withOpacity(Theme.accentColor, 0.6)
     }
 
     Row {

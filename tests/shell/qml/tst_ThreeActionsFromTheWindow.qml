@@ -1,0 +1,135 @@
+import QtQuick
+import QtTest
+import Corvina.Ui
+import Corvina.Shell
+import Corvina.TestHelpers
+
+// The three jobs done from the window as a person does them, against the
+// real engine, the test keyring and real folders under a private HOME: a
+// backup with a typed comment, its restore over a changed data folder while
+// the companion application runs, and the deletion of the data behind the
+// tick box.
+TestCase {
+    id: testCase
+    name: "ThreeActionsFromTheWindow"
+    when: windowShown
+    visible: true
+    width: 900
+    height: 500
+
+    readonly property var originalFiles: ({
+            "Patienten.db": "Frau Berger, Zimmer 4",
+            "Pflege/Berichte/2026-11.txt": "Blutdruck 120/80"
+        })
+
+    Component {
+        id: contentComponent
+        WindowContent {
+            width: 900
+            height: 500
+        }
+    }
+
+    property var view
+
+    function initTestCase() {
+        TestKeyring.storeMasterPassword("Geheim-42");
+        TestKeyring.setUseTouchId(false);
+        AppDelegate.attachWindow(testCase.Window.window);
+        TestWorld.prepare(originalFiles, "Archiv-Passwort-7");
+        AppDelegate.isAuthenticated = true;
+        // One window content for all steps, as one person uses one window.
+        const content = contentComponent.createObject(testCase);
+        tryVerify(() => content.currentView && content.currentView.objectName === "mainPage");
+        view = content.currentView;
+    }
+
+    function openSheet(action) {
+        // The modals of the step before have gone.
+        tryCompare(view.actionSheet, "visible", false);
+        tryCompare(view.workingPopUp, "visible", false);
+        mouseClick(findChild(view, "tile" + action));
+        tryCompare(view.actionSheet, "opened", true);
+        tryVerify(() => view.screen !== null);
+    }
+
+    function typeText(text) {
+        for (const character of text)
+            keyClick(character);
+    }
+
+    SignalSpy {
+        id: popUpShown
+        target: testCase.view ? testCase.view.workingPopUp : null
+        signalName: "aboutToShow"
+    }
+
+    function pressAction() {
+        popUpShown.clear();
+        mouseClick(findChild(view.sheetFrame, "sheetMiddleButton"));
+    }
+
+    function waitForResult(text) {
+        tryCompare(popUpShown, "count", 1, 5000);
+        tryCompare(view.host, "messageText", text, 30000);
+        tryCompare(view.actionSheet, "opened", false);
+        tryCompare(view.workingPopUp, "opened", false, 5000);
+        compare(findChild(view, "resultLine").shownText, text);
+    }
+
+    // In order: each job starts from what the one before left on disk.
+    function test_1_backupWithComment() {
+        openSheet(0);
+        compare(findChild(view.screen, "storageLink").text, TestWorld.storageFolder());
+        // The comment editor has the keyboard as soon as the sheet is up.
+        typeText("Vor dem Update");
+        // The editor hands its text over half a second after the last key.
+        wait(700);
+        pressAction();
+        waitForResult("Das Backup wurde erfolgreich erstellt.");
+        const backups = TestWorld.backups();
+        compare(backups.length, 1);
+        compare(TestWorld.commentOf(backups[0]), "Vor dem Update");
+    }
+
+    function test_2_restoreClosesTheCompanionFirst() {
+        TestWorld.removeDataFile("Patienten.db");
+        TestWorld.writeDataFile("neu.txt", "später angelegt");
+        TestWorld.startCompanion();
+        openSheet(1);
+        const list = findChild(view.screen, "backupList");
+        tryCompare(list, "count", 1);
+        compare(findChild(view.sheetFrame, "sheetMiddleButton").isDisabled, true);
+        mouseClick(list.itemAtIndex(0));
+        compare(findChild(view.sheetFrame, "sheetMiddleButton").isDisabled, false);
+        pressAction();
+        tryCompare(view.closeAlert, "opened", true);
+        compare(view.closeAlert.card.content, "Möchtest du, dass das Programm die Corvina schließt, um die Wiederherstellung des Backups fortzusetzen?");
+        // "OK" is the default button.
+        keyClick(Qt.Key_Return);
+        tryCompare(TestWorld, "companionRunning", false, 5000);
+        waitForResult("Das Backup wurde erfolgreich wiederhergestellt.");
+        compare(TestWorld.dataFiles(), originalFiles);
+    }
+
+    function test_3_deleteBehindTheTickBox() {
+        openSheet(2);
+        const box = findChild(view.screen, "confirmationBox");
+        const button = findChild(view.sheetFrame, "sheetMiddleButton");
+        // The box opens ticked and the button enabled.
+        compare(box.selection, true);
+        compare(button.isDisabled, false);
+        mouseClick(box);
+        compare(button.isDisabled, true);
+        pressAction();
+        wait(100);
+        compare(popUpShown.count, 0);
+        tryCompare(box, "isToggleEnabled", true);
+        mouseClick(box);
+        compare(button.isDisabled, false);
+        pressAction();
+        waitForResult("Die Daten wurden erfolgreich gelöscht.");
+        compare(TestWorld.dataFiles(), {});
+        verify(!TestWorld.dataFolderExists());
+    }
+}
