@@ -36,6 +36,7 @@ class AppDelegate : public QObject {
                    isTouchIdOnAppearChanged)
     Q_PROPERTY(corvina::DraggableWindow* mainWindow READ mainWindow NOTIFY mainWindowChanged)
     Q_PROPERTY(corvina::InactivityMonitor* inactivityMonitor READ inactivityMonitor CONSTANT)
+    Q_PROPERTY(QString windowTitle READ windowTitleText CONSTANT)
     Q_PROPERTY(bool hasLockItem READ hasLockItem NOTIFY hasLockItemChanged)
     Q_PROPERTY(QString lockItemSymbol READ lockItemSymbol CONSTANT)
     Q_PROPERTY(QString lockItemLabel READ lockItemLabel CONSTANT)
@@ -73,6 +74,7 @@ public:
     [[nodiscard]] DraggableWindow* mainWindow() const { return m_mainWindow; }
     [[nodiscard]] InactivityMonitor* inactivityMonitor() { return &m_inactivityMonitor; }
     [[nodiscard]] bool hasLockItem() const { return m_hasLockItem; }
+    [[nodiscard]] static QString windowTitleText() { return windowTitle; }
     /// "lock.fill" when the symbol can be drawn, otherwise empty.
     [[nodiscard]] QString lockItemSymbol() const { return m_lockItemSymbol; }
     [[nodiscard]] static QString lockItemLabel();
@@ -105,6 +107,8 @@ public:
     Q_INVOKABLE void unlockedContentAppeared();
     /// Shakes the first draggable window of the application.
     Q_INVOKABLE void shakeWindow();
+    /// Shows the settings window and brings it to the front.
+    Q_INVOKABLE void openSettings();
 
 Q_SIGNALS:
     void isAuthenticatedChanged();
@@ -112,6 +116,8 @@ Q_SIGNALS:
     void mainWindowChanged();
     void hasLockItemChanged();
     void chromeDelaysChanged();
+    /// The settings window is asked for (the settings tile, Ctrl+,).
+    void settingsRequested();
 
 private:
     void setMainWindow(DraggableWindow* window);

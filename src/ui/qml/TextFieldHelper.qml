@@ -151,7 +151,6 @@ Item {
                     selectedTextColor: Theme.textColor
                     Accessible.role: Accessible.EditableText
                     Accessible.name: root.title.trim().length > 0 ? root.title : root.placeholder
-                    Accessible.passwordEdit: echoMode === TextInput.Password
 
                     onTextEdited: {
                         flow.tmpText = text;
