@@ -195,6 +195,10 @@ void AppDelegate::hideLockButton() {
         this, [this] { setHasLockItem(false); }, Qt::QueuedConnection);
 }
 
+void AppDelegate::openSettings() {
+    Q_EMIT settingsRequested();
+}
+
 void AppDelegate::lockedContentAppeared() {
     QTimer::singleShot(m_lockedChromeDelay, this, [this] {
         QMetaObject::invokeMethod(this, &AppDelegate::applyLockedChrome, Qt::QueuedConnection);

@@ -40,6 +40,7 @@ class AppDelegate : public QObject {
     Q_PROPERTY(corvina::InactivityMonitor* inactivityMonitor READ inactivityMonitor CONSTANT)
     Q_PROPERTY(corvina::Updater* updater READ updater CONSTANT)
     Q_PROPERTY(corvina::SparkleUpdaterDelegate* sparkleDelegate READ sparkleDelegate CONSTANT)
+    Q_PROPERTY(QString windowTitle READ windowTitleText CONSTANT)
     Q_PROPERTY(bool hasLockItem READ hasLockItem NOTIFY hasLockItemChanged)
     Q_PROPERTY(QString lockItemSymbol READ lockItemSymbol CONSTANT)
     Q_PROPERTY(QString lockItemLabel READ lockItemLabel CONSTANT)
@@ -81,6 +82,7 @@ public:
     [[nodiscard]] Updater* updater() { return &m_updater; }
     [[nodiscard]] SparkleUpdaterDelegate* sparkleDelegate() { return &m_sparkleDelegate; }
     [[nodiscard]] bool hasLockItem() const { return m_hasLockItem; }
+    [[nodiscard]] static QString windowTitleText() { return windowTitle; }
     /// "lock.fill" when the symbol can be drawn, otherwise empty.
     [[nodiscard]] QString lockItemSymbol() const { return m_lockItemSymbol; }
     [[nodiscard]] static QString lockItemLabel();
@@ -113,6 +115,8 @@ public:
     Q_INVOKABLE void unlockedContentAppeared();
     /// Shakes the first draggable window of the application.
     Q_INVOKABLE void shakeWindow();
+    /// Shows the settings window and brings it to the front.
+    Q_INVOKABLE void openSettings();
 
 Q_SIGNALS:
     void isAuthenticatedChanged();
@@ -120,6 +124,8 @@ Q_SIGNALS:
     void mainWindowChanged();
     void hasLockItemChanged();
     void chromeDelaysChanged();
+    /// The settings window is asked for (the settings tile, Ctrl+,).
+    void settingsRequested();
 
 private:
     void setMainWindow(DraggableWindow* window);
