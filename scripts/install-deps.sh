@@ -13,6 +13,7 @@ packages=(
     qml6-module-qtquick-layouts qml6-module-qtquick-window qml6-module-qtquick-templates
     qml6-module-qtqml-workerscript qml6-module-qt-labs-lottieqt qml6-module-qtquick-shapes
     qml6-module-qt-labs-platform qml6-module-qt5compat-graphicaleffects qml6-module-qttest
+    qml6-module-qt-labs-folderlistmodel
     libqt6svg6 qt6-qpa-plugins fonts-roboto
     # tests: private keyring, fake fingerprint reader, X server, foreign archive tools
     dbus-daemon dbus-x11 gnome-keyring libsecret-tools libglib2.0-bin python3 python3-dbusmock

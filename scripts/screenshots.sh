@@ -16,6 +16,8 @@
 #   edit-comment.png          the comment editor of the chosen backup (F2)
 #   delete-alert.png          the confirmation before deleting it (Delete)
 #   sheet-delete.png          the delete sheet
+#   update-dialog.png         a local appcast offers a newer version at start
+#   update-badge.png          the main screen's update badge after "Später erinnern"
 #
 #   scripts/screenshots.sh [OUTPUT_FOLDER] [BUILD_FOLDER]
 # The build folder defaults to the release build of scripts/run.sh; it is
@@ -170,5 +172,37 @@ exec bash "$root/scripts/with-keyring.sh" bash -c '
     start
     sleep 2.5
     shoot touchid-unavailable.png
+    kill "$app"; wait "$app" 2>/dev/null || true
+
+    # A local appcast offers version 9.9.9: the check at start finds it,
+    # the update dialog opens, and the badge stays after "Später erinnern".
+    feed="$XDG_RUNTIME_DIR/feed"
+    mkdir -p "$feed" "$XDG_CONFIG_HOME/de.Corvina-Backup-Manager"
+    python3 -u -m http.server 0 --bind 127.0.0.1 --directory "$feed" >"$feed.log" 2>&1 &
+    server=$!
+    trap "kill \$xvfb \$server 2>/dev/null || true" EXIT
+    for _ in $(seq 50); do grep -q "port" "$feed.log" && break; sleep 0.1; done
+    port=$(sed -n "s/.* port \([0-9]*\).*/\1/p" "$feed.log" | head -n 1)
+    cat >"$feed/appcast.xml" <<XML
+<?xml version="1.0" encoding="utf-8"?>
+<rss version="2.0" xmlns:sparkle="http://www.andymatuschak.org/xml-namespaces/sparkle">
+<channel><title>Corvina Backup Manager</title>
+<item><title>Corvina Backup Manager 9.9.9</title>
+<description>Backups werden schneller erstellt. Die Liste der Backups zeigt die Kommentare vollständig.</description>
+<sparkle:version>999</sparkle:version><sparkle:shortVersionString>9.9.9</sparkle:shortVersionString>
+<enclosure url="http://127.0.0.1:$port/Corvina.AppImage" length="4" type="application/octet-stream"/>
+</item></channel></rss>
+XML
+    printf "[General]\nSUFeedURL=http://127.0.0.1:%s/appcast.xml\n" "$port" \
+        >"$XDG_CONFIG_HOME/de.Corvina-Backup-Manager/Corvina-Backup-Manager.conf"
+    secret-tool clear service de.Corvina-Backup-Manager.MasterPassword account masterPassword
+    start
+    sleep 4
+    # The dialog is a window of its own: the whole screen, then Escape in it.
+    import -window root "$CORVINA_SHOTS/update-dialog.png"; echo "saved $CORVINA_SHOTS/update-dialog.png"
+    dialog=$(xdotool search --onlyvisible --name "Softwareaktualisierung" | head -n 1)
+    xdotool windowfocus --sync "$dialog" key Escape
+    sleep 1.5
+    shoot update-badge.png
     kill "$app"; wait "$app" 2>/dev/null || true
 '

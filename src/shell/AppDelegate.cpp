@@ -4,8 +4,11 @@
 #include "session/KeychainService.h"
 #include "ui/SymbolTable.h"
 
+#include <QCoreApplication>
+#include <QDesktopServices>
 #include <QFutureWatcher>
 #include <QJSEngine>
+#include <QProcess>
 #include <QQmlApplicationEngine>
 #include <QQuickWindow>
 #include <QTimer>
@@ -32,7 +35,17 @@ bool hasMasterPassword() {
 
 AppDelegate::AppDelegate(QObject* parent)
     : QObject(parent)
-    , m_session(m_inactivityMonitor) {
+    , m_session(m_inactivityMonitor)
+    , m_updater(UpdaterConfiguration::fromBuild()) {
+    m_updater.setDelegate(&m_sparkleDelegate);
+    m_updater.setUrlOpener([](const QUrl& url) { QDesktopServices::openUrl(url); });
+    // The new AppImage takes over: it starts, and this process ends.
+    m_updater.setRestarter([](const QString& appImage) {
+        if (QProcess::startDetached(appImage, {})) {
+            QCoreApplication::quit();
+        }
+    });
+    m_updater.startUpdater();
     connect(&m_session, &SessionState::isAuthenticatedChanged, this,
             &AppDelegate::isAuthenticatedChanged);
     if (!symbolResourcePath(QStringLiteral("lock.fill")).isEmpty()) {
@@ -180,6 +193,10 @@ void AppDelegate::hideLockButton() {
     }
     QMetaObject::invokeMethod(
         this, [this] { setHasLockItem(false); }, Qt::QueuedConnection);
+}
+
+void AppDelegate::openSettings() {
+    Q_EMIT settingsRequested();
 }
 
 void AppDelegate::lockedContentAppeared() {

@@ -3,6 +3,8 @@
 #include "session/InactivityMonitor.h"
 #include "session/SessionState.h"
 #include "shell/DraggableWindow.h"
+#include "updates/SparkleUpdaterDelegate.h"
+#include "updates/Updater.h"
 
 #include <QObject>
 #include <QPointer>
@@ -36,6 +38,9 @@ class AppDelegate : public QObject {
                    isTouchIdOnAppearChanged)
     Q_PROPERTY(corvina::DraggableWindow* mainWindow READ mainWindow NOTIFY mainWindowChanged)
     Q_PROPERTY(corvina::InactivityMonitor* inactivityMonitor READ inactivityMonitor CONSTANT)
+    Q_PROPERTY(corvina::Updater* updater READ updater CONSTANT)
+    Q_PROPERTY(corvina::SparkleUpdaterDelegate* sparkleDelegate READ sparkleDelegate CONSTANT)
+    Q_PROPERTY(QString windowTitle READ windowTitleText CONSTANT)
     Q_PROPERTY(bool hasLockItem READ hasLockItem NOTIFY hasLockItemChanged)
     Q_PROPERTY(QString lockItemSymbol READ lockItemSymbol CONSTANT)
     Q_PROPERTY(QString lockItemLabel READ lockItemLabel CONSTANT)
@@ -72,7 +77,12 @@ public:
     void setIsTouchIdOnAppear(bool value);
     [[nodiscard]] DraggableWindow* mainWindow() const { return m_mainWindow; }
     [[nodiscard]] InactivityMonitor* inactivityMonitor() { return &m_inactivityMonitor; }
+    /// The program's updater, started at construction, with
+    /// `sparkleDelegate` as its delegate.
+    [[nodiscard]] Updater* updater() { return &m_updater; }
+    [[nodiscard]] SparkleUpdaterDelegate* sparkleDelegate() { return &m_sparkleDelegate; }
     [[nodiscard]] bool hasLockItem() const { return m_hasLockItem; }
+    [[nodiscard]] static QString windowTitleText() { return windowTitle; }
     /// "lock.fill" when the symbol can be drawn, otherwise empty.
     [[nodiscard]] QString lockItemSymbol() const { return m_lockItemSymbol; }
     [[nodiscard]] static QString lockItemLabel();
@@ -105,6 +115,8 @@ public:
     Q_INVOKABLE void unlockedContentAppeared();
     /// Shakes the first draggable window of the application.
     Q_INVOKABLE void shakeWindow();
+    /// Shows the settings window and brings it to the front.
+    Q_INVOKABLE void openSettings();
 
 Q_SIGNALS:
     void isAuthenticatedChanged();
@@ -112,6 +124,8 @@ Q_SIGNALS:
     void mainWindowChanged();
     void hasLockItemChanged();
     void chromeDelaysChanged();
+    /// The settings window is asked for (the settings tile, Ctrl+,).
+    void settingsRequested();
 
 private:
     void setMainWindow(DraggableWindow* window);
@@ -120,6 +134,8 @@ private:
 
     InactivityMonitor m_inactivityMonitor;
     SessionState m_session;
+    SparkleUpdaterDelegate m_sparkleDelegate;
+    Updater m_updater;
     QPointer<DraggableWindow> m_mainWindow;
     QString m_lockItemSymbol;
     bool m_isTouchIdOnAppear = true;

@@ -5,6 +5,8 @@
 
 #include "session/InactivityMonitor.h"
 #include "session/PasswordEntryViewModel.h"
+#include "session/PasswordViewModel.h"
+#include "workflows/PathViewModel.h"
 
 #include <QObject>
 #include <QtQml/qqmlregistration.h>
@@ -15,6 +17,18 @@ struct PasswordEntryViewModelForeign {
     Q_GADGET
     QML_FOREIGN(corvina::PasswordEntryViewModel)
     QML_NAMED_ELEMENT(PasswordEntryViewModel)
+};
+
+struct PasswordViewModelForeign {
+    Q_GADGET
+    QML_FOREIGN(corvina::PasswordViewModel)
+    QML_NAMED_ELEMENT(PasswordViewModel)
+};
+
+struct PathViewModelForeign {
+    Q_GADGET
+    QML_FOREIGN(corvina::PathViewModel)
+    QML_NAMED_ELEMENT(PathViewModel)
 };
 
 struct InactivityMonitorForeign {

@@ -1,9 +1,12 @@
 #include "TestHelpers.h"
 
+#include "../updates/TestHttpServer.h"
 #include "session/KeychainService.h"
+#include "updates/UpdateSettings.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>
+#include <QSettings>
 
 namespace corvina::test {
 
@@ -47,6 +50,31 @@ QString FakeFprintd::deviceCalls() {
 void FakeFprintd::clearDeviceCalls() {
     deviceCalls();
     m_deviceCalls.clear();
+}
+
+TestUpdateFeed::TestUpdateFeed()
+    : m_server(std::make_unique<TestHttpServer>()) {
+    const QUrl feed = m_server->url(QStringLiteral("/appcast.xml"));
+    QSettings().setValue(UpdateSettings::feedUrlKey, feed.toString());
+}
+
+TestUpdateFeed::~TestUpdateFeed() = default;
+
+void TestUpdateFeed::offerVersion(const QString& version, const QString& shortVersion) {
+    const QString item =
+        QStringLiteral("<item><title>Corvina Backup Manager %2</title>"
+                       "<description>Schnellere Backups.</description>"
+                       "<sparkle:version>%1</sparkle:version>"
+                       "<sparkle:shortVersionString>%2</sparkle:shortVersionString>"
+                       "<enclosure url='%3' length='4' type='application/octet-stream' "
+                       "sparkle:edSignature='AAAA'/></item>")
+            .arg(version, shortVersion, m_server->url(QStringLiteral("/new.AppImage")).toString());
+    m_server->serve(
+        QStringLiteral("/appcast.xml"),
+        {QStringLiteral("<rss version='2.0' xmlns:sparkle='http://www.andymatuschak.org/"
+                        "xml-namespaces/sparkle'><channel>%1</channel></rss>")
+             .arg(item)
+             .toUtf8()});
 }
 
 } // namespace corvina::test

@@ -2,7 +2,10 @@
 
 #include <QObject>
 #include <QStringList>
+#include <QUrl>
 #include <QtQml/qqmlregistration.h>
+
+#include <memory>
 
 namespace corvina::test {
 
@@ -36,6 +39,24 @@ public:
 
 private:
     QStringList m_deviceCalls;
+};
+
+class TestHttpServer;
+
+/// An appcast on a local HTTP server that the updater reads through
+/// "SUFeedURL": one item of the given version, with no valid signature.
+class TestUpdateFeed : public QObject {
+    Q_OBJECT
+    QML_ELEMENT
+    QML_SINGLETON
+
+public:
+    TestUpdateFeed();
+    ~TestUpdateFeed() override;
+    Q_INVOKABLE void offerVersion(const QString& version, const QString& shortVersion);
+
+private:
+    std::unique_ptr<TestHttpServer> m_server;
 };
 
 } // namespace corvina::test

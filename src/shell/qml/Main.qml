@@ -93,6 +93,21 @@ ApplicationWindow {
         }
     }
 
+    // The settings open from the fourth tile and by the desktop's usual
+    // shortcut; closing the main window ends the program, settings and all.
+    onClosing: settingsWindow.close()
+
+    Shortcut {
+        sequence: "Ctrl+,"
+        context: Qt.WindowShortcut
+        onActivated: AppDelegate.openSettings()
+    }
+
+    SettingsWindow {
+        id: settingsWindow
+        objectName: "settingsWindow"
+    }
+
     WindowContent {
         objectName: "content"
         anchors.centerIn: parent
@@ -100,4 +115,7 @@ ApplicationWindow {
         width: 900
         height: 500
     }
+
+    // The updater's dialogs, over whatever the window shows.
+    UpdateDialogs {}
 }

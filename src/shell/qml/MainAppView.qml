@@ -56,6 +56,7 @@ Item {
                 iconName: root.viewModel.settingsTile.iconName
                 title: root.viewModel.settingsTile.title
                 subTitle: root.viewModel.settingsTile.subTitle
+                onAction: AppDelegate.openSettings()
             }
         }
 

@@ -19,6 +19,8 @@ Rectangle {
 
     property string title
     property string content
+    // Text.StyledText lets a screen set parts of its content in bold.
+    property int contentFormat: Text.PlainText
     property var buttons: []
     property int alertType: AlertCustomType.without
     property var withWarningTXT: undefined // absent, or the small print
@@ -138,7 +140,7 @@ Rectangle {
                     Layout.fillWidth: true
                     horizontalAlignment: Text.AlignHCenter
                     wrapMode: Text.Wrap
-                    textFormat: Text.PlainText
+                    textFormat: root.contentFormat
                     maximumLineCount: 15
                     elide: Text.ElideRight
                     text: root.content
