@@ -18,6 +18,12 @@
 #   sheet-delete.png          the delete sheet
 #   update-dialog.png         a local appcast offers a newer version at start
 #   update-badge.png          the main screen's update badge after "Später erinnern"
+#   settings-app-password.png, settings-zip-password.png, settings-storage.png
+#                             the tabs of the settings window (Ctrl+,)
+#   settings-input-sheet.png  the sheet "Passwort bearbeiten" with a short password
+#   settings-error-alert.png  the alert "Error" after "Speichern"
+#   settings-override-warning.png  the alert "Warnung" over a stored archive password
+#   settings-folder-dialog.png     the folder dialog of "Pfad auswählen"
 #
 #   scripts/screenshots.sh [OUTPUT_FOLDER] [BUILD_FOLDER]
 # The build folder defaults to the release build of scripts/run.sh; it is
@@ -205,4 +211,47 @@ XML
     sleep 1.5
     shoot update-badge.png
     kill "$app"; wait "$app" 2>/dev/null || true
-'
+    # The settings, opened by Ctrl+, over an unlocked window, with an archive
+    # password and a storage folder in place.
+    unset DBUS_SYSTEM_BUS_ADDRESS
+    printf "%s" "Archiv-1" | secret-tool store --label="Corvina archive password" \
+        service de.Corvina-Backup-Manager.ZipPassword account zipPassword
+    mkdir -p "$HOME/Backups Pflege" "$XDG_CONFIG_HOME/de.Corvina-Backup-Manager"
+    printf "[General]\nsavedPathKey=%s\nisAutoLogoutEnabled=true\nLogoutTimeout=1800\n" "$HOME/Backups Pflege" \
+        >"$XDG_CONFIG_HOME/de.Corvina-Backup-Manager/Corvina-Backup-Manager.conf"
+    start
+    sleep 2
+    xdotool type --delay 40 "Geheim-42"
+    xdotool key Return
+    sleep 2.5
+    xdotool key ctrl+comma
+    sleep 1.5
+    window=$(xdotool search --onlyvisible --name "App Passwort" | head -n 1)
+    xdotool windowfocus --sync "$window"
+    shoot settings-app-password.png
+    point 200 28; xdotool click 1; sleep 1
+    shoot settings-zip-password.png
+    # The main button of the tab lies below its text.
+    point 110 245; xdotool click 1; sleep 1.2
+    window=$(xdotool search --onlyvisible --name "Zip Passwort" | head -n 1)
+    xdotool type --delay 40 "abc"; xdotool key Tab; xdotool key Tab; xdotool type --delay 40 "abc"
+    sleep 1
+    shoot settings-input-sheet.png
+    # "Speichern" with a password too short: the error alert.
+    point 253 239; xdotool click 1; sleep 1
+    shoot settings-error-alert.png
+    # "OK", then a valid new password over the stored one: the override warning.
+    point 200 223; xdotool click 1; sleep 0.8
+    point 200 117; xdotool click 1; xdotool key ctrl+a; xdotool type --delay 40 "Neu2abc"
+    point 200 160; xdotool click 1; xdotool key ctrl+a; xdotool type --delay 40 "Neu2abc"
+    sleep 1
+    point 253 239; xdotool click 1; sleep 1
+    shoot settings-override-warning.png
+    # Escape closes the warning, then the sheet.
+    xdotool key Escape; sleep 0.8; xdotool key Escape; sleep 0.8
+    point 333 28; xdotool click 1; sleep 1
+    shoot settings-storage.png
+    point 200 205; xdotool click 1; sleep 1.5
+    shoot settings-folder-dialog.png
+    kill "$app"; wait "$app" 2>/dev/null || true
+    '

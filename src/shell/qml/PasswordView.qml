@@ -22,7 +22,9 @@ Item {
     readonly property CustomAlert deleteAlert: deleteAlert
 
     implicitWidth: 400
-    implicitHeight: editor.contentHeight
+    // The editor's height, or more where the desktop's fonts need it, with
+    // room for the result line below the content.
+    implicitHeight: Math.max(editor.contentHeight, column.y + column.implicitHeight + 40)
 
     PasswordViewModel {
         id: editor
@@ -75,6 +77,7 @@ Item {
     }
 
     ColumnLayout {
+        id: column
         anchors.left: parent.left
         anchors.right: parent.right
         anchors.top: parent.top
@@ -157,7 +160,7 @@ Item {
                     valueRole: "seconds"
                     font: Theme.font("roboto_regular13")
                     // The stored default of 5 seconds matches no row: then none is chosen.
-                    currentIndex: indexOfValue(editor.logoutTimeout)
+                    currentIndex: count > 0 ? indexOfValue(editor.logoutTimeout) : -1
                     Accessible.role: Accessible.ComboBox
                     Accessible.name: "Timeout auswählen"
                     onActivated: editor.logoutTimeout = currentValue
@@ -191,7 +194,7 @@ Item {
         objectName: "inputSheet"
         onOpened: {
             editor.sheetAppeared();
-            firstField.input.forceActiveFocus();
+            Qt.callLater(() => firstField.input.forceActiveFocus());
         }
         onEscapePressed: editor.showTextFields = false
 
@@ -217,6 +220,7 @@ Item {
 
                     TextFieldHelper {
                         id: firstField
+                        focus: true
                         width: 300
                         placeholder: "Passwort"
                         connectionType: "password"
@@ -225,6 +229,7 @@ Item {
                         isMaskedPassword: editor.isMaskedPassword
                         onEdited: value => editor.password1 = value
                         onMaskToggled: value => editor.isMaskedPassword = value
+                        onExitCommand: editor.showTextFields = false
                     }
                     TextFieldHelper {
                         width: 300
@@ -235,6 +240,7 @@ Item {
                         isMaskedPassword: editor.isMaskedPassword
                         onEdited: value => editor.password2 = value
                         onMaskToggled: value => editor.isMaskedPassword = value
+                        onExitCommand: editor.showTextFields = false
                     }
                 }
             }

@@ -11,6 +11,8 @@ Item {
 
     readonly property alias viewModel: path
     readonly property alias dialog: dialog
+    // The folder dialog may be drawn inside the window: it needs more room.
+    readonly property bool isChoosing: dialog.visible
 
     implicitWidth: 400
     implicitHeight: 200

@@ -16,9 +16,10 @@ FocusScope {
     readonly property PasswordView zipPasswordView: zipPassword
     readonly property PathView pathView: storage
 
-    implicitWidth: 400
-    // An open sheet or alert may need more room than its tab: the window grows.
-    implicitHeight: Math.max(tabBar.height + stack.height, masterPassword.overlayHeight + 40, zipPassword.overlayHeight + 40)
+    // An open sheet, alert or folder dialog may need more room than its tab:
+    // the window grows while it is open.
+    implicitWidth: storage.isChoosing ? 600 : 400
+    implicitHeight: Math.max(tabBar.height + stack.height, masterPassword.overlayHeight + 40, zipPassword.overlayHeight + 40, storage.isChoosing ? 450 : 0)
 
     component SettingsTab: TabButton {
         id: tab

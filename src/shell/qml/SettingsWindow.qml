@@ -15,10 +15,10 @@ ApplicationWindow {
     // Independent of the main window: not kept above it, not closed with it.
     transientParent: null
     title: content.item ? content.item.currentTitle : AppDelegate.windowTitle
-    width: 400
+    width: content.item ? content.item.implicitWidth : 400
     height: content.item ? content.item.implicitHeight : 200
-    minimumWidth: 400
-    maximumWidth: 400
+    minimumWidth: width
+    maximumWidth: width
     minimumHeight: height
     maximumHeight: height
     color: Theme.windowBackgroundColor

@@ -9,8 +9,9 @@ import Corvina.Ui
 // The caller's value comes in through `text` and goes back through
 // `edited(value)`, half a second after the last keystroke (see
 // TextFieldViewModel). The masking of a password comes in through
-// `isMaskedPassword` and goes back through `maskToggled(value)`.
-Item {
+// `isMaskedPassword` and goes back through `maskToggled(value)`. Focusing
+// the field focuses its input.
+FocusScope {
     id: root
 
     property string title
@@ -141,6 +142,7 @@ Item {
                     Layout.fillWidth: true
                     Layout.alignment: Qt.AlignVCenter
                     clip: true
+                    focus: true
                     enabled: !root.isDisabled
                     activeFocusOnTab: true
                     echoMode: root.connectionType === "password" && root.isMaskedPassword ? TextInput.Password : TextInput.Normal
