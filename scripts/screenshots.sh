@@ -214,6 +214,8 @@ XML
     # The settings, opened by Ctrl+, over an unlocked window, with an archive
     # password and a storage folder in place.
     unset DBUS_SYSTEM_BUS_ADDRESS
+    printf "%s" "Geheim-42" | secret-tool store --label="Corvina master password" \
+        service de.Corvina-Backup-Manager.MasterPassword account masterPassword
     printf "%s" "Archiv-1" | secret-tool store --label="Corvina archive password" \
         service de.Corvina-Backup-Manager.ZipPassword account zipPassword
     mkdir -p "$HOME/Backups Pflege" "$XDG_CONFIG_HOME/de.Corvina-Backup-Manager"
