@@ -8,6 +8,8 @@ packages=(
     cmake ninja-build g++ clang pkg-config clang-format
     qt6-base-dev qt6-base-dev-tools qt6-declarative-dev qt6-declarative-dev-tools qt6-svg-dev
     libssl-dev zlib1g-dev libsecret-1-dev libgl-dev
+    # Debian package: shared library dependencies
+    dpkg-dev file
     # run time
     qml6-module-qtquick qml6-module-qtquick-controls qml6-module-qtquick-dialogs
     qml6-module-qtquick-layouts qml6-module-qtquick-window qml6-module-qtquick-templates
@@ -18,6 +20,8 @@ packages=(
     dbus-daemon dbus-x11 gnome-keyring libsecret-tools libglib2.0-bin python3 python3-dbusmock
     xvfb xauth xdotool imagemagick zip unzip libarchive-tools openssl attr time
     libclang-rt-14-dev
+    # tests: desktop entry, metainfo, unit file and manual page checks
+    desktop-file-utils appstream systemd man-db
 )
 
 missing=()
