@@ -169,7 +169,7 @@ int runSchedule(const QStringList& arguments) {
     parser.addOption(QCommandLineOption(
         QStringLiteral("calendar"),
         QStringLiteral("A systemd calendar expression, e.g. \"Mon..Fri 18:00\"."),
-        QStringLiteral("spec")));
+        QStringLiteral("when")));
     parser.addOption(QCommandLineOption(QStringLiteral("comment"),
                                         QStringLiteral("The comment of each scheduled backup."),
                                         QStringLiteral("text")));

@@ -1,6 +1,5 @@
 #include "cli/ScheduleUnits.h"
 
-#include <QDir>
 #include <QFile>
 #include <QProcess>
 #include <QRegularExpression>
@@ -10,7 +9,7 @@ namespace corvina::cli {
 
 namespace {
 
-/// One argument of a unit's command line: quoted, with systemd's specifier
+/// One argument of a unit's command line: quoted, with systemd's placeholder
 /// and variable characters doubled so that they stand for themselves.
 QString unitArgument(QString text) {
     text.replace(QLatin1Char('\\'), QStringLiteral("\\\\"));
