@@ -8,6 +8,8 @@ packages=(
     cmake ninja-build g++ clang pkg-config clang-format
     qt6-base-dev qt6-base-dev-tools qt6-declarative-dev qt6-declarative-dev-tools qt6-svg-dev
     libssl-dev zlib1g-dev libsecret-1-dev libgl-dev
+    # Debian package: shared library dependencies
+    dpkg-dev file
     # run time
     qml6-module-qtquick qml6-module-qtquick-controls qml6-module-qtquick-dialogs
     qml6-module-qtquick-layouts qml6-module-qtquick-window qml6-module-qtquick-templates
@@ -21,6 +23,8 @@ packages=(
     libclang-rt-14-dev
     # tests: real file system faults (loop images, exFAT through FUSE, chattr, killed runs)
     e2fsprogs exfatprogs exfat-fuse strace
+    # tests: desktop entry, metainfo, unit file and manual page checks
+    desktop-file-utils appstream systemd man-db
 )
 
 missing=()

@@ -7,8 +7,6 @@
 
 #include <cstdio>
 
-#include <unistd.h>
-
 namespace corvina::cli {
 
 namespace {
@@ -45,24 +43,6 @@ QString helpText(const QCommandLineParser& parser, const QStringList& arguments)
     return text.trimmed();
 }
 
-/// Runs `read` with standard output sent to standard error: the keychain
-/// reports its failures on standard output, where the tool prints only its
-/// results (a script reads a backup's path from there).
-template <typename Read> auto withStdoutOnStderr(Read read) {
-    std::fflush(stdout);
-    const int saved = ::dup(STDOUT_FILENO);
-    if (saved >= 0) {
-        ::dup2(STDERR_FILENO, STDOUT_FILENO);
-    }
-    auto result = read();
-    std::fflush(stdout);
-    if (saved >= 0) {
-        ::dup2(saved, STDOUT_FILENO);
-        ::close(saved);
-    }
-    return result;
-}
-
 /// The archive password when no --password-file is given: the program's
 /// keyring item, else the empty password the program would use as well.
 QString defaultArchivePassword() {
@@ -70,16 +50,17 @@ QString defaultArchivePassword() {
         try {
             return KeychainService(zipPasswordService).keychain.readString(zipPasswordKey);
         } catch (const KeychainError& error) {
-            printError(QStringLiteral("%1: the keyring could not be read (%2), using the empty "
-                                      "archive password")
+            printError(QStringLiteral("%1: Der Schlüsselbund konnte nicht gelesen werden (%2); das "
+                                      "leere Archivpasswort wird verwendet.")
                            .arg(toolName, error.description()));
             return QString();
         }
     });
     if (!stored) {
-        printError(QStringLiteral("%1: no archive password in the keyring, using the empty "
-                                  "archive password")
-                       .arg(toolName));
+        printError(
+            QStringLiteral("%1: Kein Archivpasswort im Schlüsselbund; das leere Archivpasswort "
+                           "wird verwendet.")
+                .arg(toolName));
         return QString();
     }
     return *stored;
@@ -105,12 +86,16 @@ int dispatch(const QStringList& arguments, std::span<const Command> commands) {
         printOut(overview(commands));
         return exitSuccess;
     }
+    if (name == QLatin1String("--version")) {
+        printOut(toolName + QLatin1Char(' ') + QCoreApplication::applicationVersion());
+        return exitSuccess;
+    }
     for (const Command& command : commands) {
         if (name == QLatin1String(command.name)) {
             return command.run(QStringList{toolName + QLatin1Char(' ') + name} + arguments.mid(2));
         }
     }
-    printError(QStringLiteral("%1: unknown command \"%2\"\n\n").arg(toolName, name) +
+    printError(QStringLiteral("%1: unbekannter Befehl „%2“\n\n").arg(toolName, name) +
                overview(commands));
     return exitUsage;
 }
@@ -119,7 +104,11 @@ std::optional<int> parseArguments(QCommandLineParser& parser, const QStringList&
                                   int positionalCount) {
     const QCommandLineOption help = parser.addHelpOption();
     if (!parser.parse(arguments)) {
-        return usageError(parser, arguments, parser.errorText());
+        const QStringList unknown = parser.unknownOptionNames();
+        return usageError(parser, arguments,
+                          unknown.isEmpty()
+                              ? parser.errorText()
+                              : QStringLiteral("unbekannte Option „%1“").arg(unknown.constFirst()));
     }
     if (parser.isSet(help)) {
         printOut(helpText(parser, arguments));
@@ -127,7 +116,7 @@ std::optional<int> parseArguments(QCommandLineParser& parser, const QStringList&
     }
     if (parser.positionalArguments().size() > positionalCount) {
         return usageError(parser, arguments,
-                          QStringLiteral("unexpected argument \"%1\"")
+                          QStringLiteral("unerwartetes Argument „%1“")
                               .arg(parser.positionalArguments().at(positionalCount)));
     }
     return std::nullopt;
@@ -166,7 +155,7 @@ std::optional<QString> archivePassword(const QCommandLineParser& parser, QString
                             ? file.open(stdin, QIODevice::ReadOnly)
                             : (file.setFileName(path), file.open(QIODevice::ReadOnly));
     if (!opened) {
-        error = QStringLiteral("cannot read the password file \"%1\": %2")
+        error = QStringLiteral("die Passwortdatei „%1“ kann nicht gelesen werden: %2")
                     .arg(path, file.errorString());
         return std::nullopt;
     }

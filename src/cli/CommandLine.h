@@ -6,10 +6,31 @@
 #include <QString>
 #include <QStringList>
 
+#include <cstdio>
 #include <optional>
 #include <span>
 
+#include <unistd.h>
+
 namespace corvina::cli {
+
+/// Runs `read` with standard output sent to standard error: the keychain
+/// reports its failures on standard output, where the tool prints only its
+/// results (a script reads a backup's path from there).
+template <typename Read> auto withStdoutOnStderr(Read read) {
+    std::fflush(stdout);
+    const int saved = ::dup(STDOUT_FILENO);
+    if (saved >= 0) {
+        ::dup2(STDERR_FILENO, STDOUT_FILENO);
+    }
+    auto result = read();
+    std::fflush(stdout);
+    if (saved >= 0) {
+        ::dup2(saved, STDOUT_FILENO);
+        ::close(saved);
+    }
+    return result;
+}
 
 /// Exit codes of the tool.
 enum ExitCode : int {
@@ -62,5 +83,7 @@ int runRestore(const QStringList& arguments);
 int runVerify(const QStringList& arguments);
 int runList(const QStringList& arguments);
 int runComment(const QStringList& arguments);
+/// `schedule enable|disable|status|run`: backups by a systemd user timer.
+int runSchedule(const QStringList& arguments);
 
 } // namespace corvina::cli

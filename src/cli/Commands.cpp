@@ -10,6 +10,9 @@
 #include "workflows/StorageLocation.h"
 
 #include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 
 namespace corvina::cli {
 
@@ -18,6 +21,24 @@ namespace {
 QCommandLineOption valueOption(const QString& name, const QString& description,
                                const QString& valueName) {
     return QCommandLineOption(name, description, valueName);
+}
+
+/// The listing for scripts: dates in ISO 8601 with their offset, a missing
+/// comment as null.
+QString backupsAsJson(const QList<ListedBackup>& backups) {
+    QJsonArray array;
+    for (const ListedBackup& backup : backups) {
+        array.append(QJsonObject{
+            {QStringLiteral("path"), backup.row.filePath},
+            {QStringLiteral("name"), backup.row.fileName},
+            {QStringLiteral("date"),
+             backup.row.date.toOffsetFromUtc(backup.row.date.offsetFromUtc())
+                 .toString(Qt::ISODate)},
+            {QStringLiteral("comment"),
+             backup.comment ? QJsonValue(*backup.comment) : QJsonValue(QJsonValue::Null)},
+        });
+    }
+    return QString::fromUtf8(QJsonDocument(array).toJson(QJsonDocument::Indented)).trimmed();
 }
 
 } // namespace
@@ -50,8 +71,9 @@ int runCreate(const QStringList& arguments) {
                                              ? parser.value(QStringLiteral("dest"))
                                              : storedStoragePath();
     if (!destination) {
-        return usageError(parser, arguments,
-                          QStringLiteral("no --dest given and no storage folder stored"));
+        return usageError(
+            parser, arguments,
+            QStringLiteral("kein --dest angegeben und kein Speicherordner festgelegt"));
     }
     QString error;
     const std::optional<QString> password = archivePassword(parser, error);
@@ -88,7 +110,7 @@ int runRestore(const QStringList& arguments) {
         return *done;
     }
     if (!parser.isSet(QStringLiteral("backup"))) {
-        return usageError(parser, arguments, QStringLiteral("--backup is required"));
+        return usageError(parser, arguments, QStringLiteral("--backup fehlt"));
     }
     const QString container = parser.isSet(QStringLiteral("container"))
                                   ? parser.value(QStringLiteral("container"))
@@ -119,7 +141,7 @@ int runVerify(const QStringList& arguments) {
         return *done;
     }
     if (!parser.isSet(QStringLiteral("backup"))) {
-        return usageError(parser, arguments, QStringLiteral("--backup is required"));
+        return usageError(parser, arguments, QStringLiteral("--backup fehlt"));
     }
     QString error;
     const std::optional<QString> password = archivePassword(parser, error);
@@ -139,7 +161,7 @@ int runVerify(const QStringList& arguments) {
     printOut(QStringLiteral("bytes: %1").arg(verification.bytes));
     if (verification.firstDamagedEntry) {
         printOut(QStringLiteral("first damaged entry: ") + *verification.firstDamagedEntry);
-        printError(arguments.constFirst() + QStringLiteral(": the backup is damaged"));
+        printError(arguments.constFirst() + QStringLiteral(": die Sicherung ist beschädigt"));
         return exitFailure;
     }
     return exitSuccess;
@@ -154,6 +176,9 @@ int runList(const QStringList& arguments) {
                                  QStringLiteral("The folder to list (default: the stored storage "
                                                 "folder)."),
                                  QStringLiteral("dir")));
+    parser.addOption(QCommandLineOption(
+        QStringLiteral("json"),
+        QStringLiteral("Print one JSON array of {path, name, date, comment} instead.")));
     if (const auto done = parseArguments(parser, arguments, 0)) {
         return *done;
     }
@@ -161,11 +186,17 @@ int runList(const QStringList& arguments) {
                                               ? parser.value(QStringLiteral("dir"))
                                               : storedStoragePath();
     if (!folder) {
-        return usageError(parser, arguments,
-                          QStringLiteral("no --dir given and no storage folder stored"));
+        return usageError(
+            parser, arguments,
+            QStringLiteral("kein --dir angegeben und kein Speicherordner festgelegt"));
     }
     if (!QFileInfo(*folder).isDir()) {
-        return usageError(parser, arguments, QStringLiteral("no such folder \"%1\"").arg(*folder));
+        return usageError(parser, arguments,
+                          QStringLiteral("Ordner „%1“ nicht gefunden").arg(*folder));
+    }
+    if (parser.isSet(QStringLiteral("json"))) {
+        printOut(backupsAsJson(listBackups(*folder)));
+        return exitSuccess;
     }
     for (const ListedBackup& backup : listBackups(*folder)) {
         printOut(backup.row.dateText + QStringLiteral("  ") + backup.row.filePath);
@@ -192,7 +223,7 @@ int runComment(const QStringList& arguments) {
     if (action == QLatin1String("get") && positional.size() == 2) {
         if (!QFileInfo::exists(positional.at(1))) {
             return usageError(parser, arguments,
-                              QStringLiteral("no such file \"%1\"").arg(positional.at(1)));
+                              QStringLiteral("Datei „%1“ nicht gefunden").arg(positional.at(1)));
         }
         if (const std::optional<QString> comment = readFinderComment(positional.at(1))) {
             printOut(*comment);
@@ -203,7 +234,7 @@ int runComment(const QStringList& arguments) {
         return report(addFinderComment(positional.at(2), positional.at(1)));
     }
     return usageError(parser, arguments,
-                      QStringLiteral("expected \"get FILE\" or \"set FILE TEXT\""));
+                      QStringLiteral("erwartet: „get DATEI“ oder „set DATEI TEXT“"));
 }
 
 } // namespace corvina::cli

@@ -20,6 +20,8 @@ constexpr std::array commands{
                           corvina::cli::runList},
     corvina::cli::Command{"comment", "Read or write the comment of a backup file.",
                           corvina::cli::runComment},
+    corvina::cli::Command{"schedule", "Turn scheduled backups on or off, or show their state.",
+                          corvina::cli::runSchedule},
 };
 
 } // namespace
@@ -27,5 +29,6 @@ constexpr std::array commands{
 int main(int argc, char* argv[]) {
     QCoreApplication application(argc, argv);
     corvina::applyApplicationIdentity();
+    QCoreApplication::setApplicationVersion(QStringLiteral(CORVINA_VERSION));
     return corvina::cli::dispatch(QCoreApplication::arguments(), commands);
 }

@@ -25,8 +25,10 @@
 #include "ui/CorvinaFont.h"
 
 #include <QGuiApplication>
+#include <QIcon>
 #include <QQmlApplicationEngine>
 #include <QQuickStyle>
+#include <QQuickWindow>
 #include <QtQml/QQmlExtensionPlugin>
 
 Q_IMPORT_QML_PLUGIN(Corvina_UiPlugin)
@@ -37,6 +39,10 @@ int main(int argc, char* argv[]) {
     QGuiApplication app(argc, argv);
     corvina::applyApplicationIdentity();
     QGuiApplication::setDesktopFileName(corvina::bundleIdentifier);
+    // The installed theme icon where there is one, so that the window and the
+    // menu entry look alike; else the copy built into the program.
+    QGuiApplication::setWindowIcon(QIcon::fromTheme(
+        corvina::bundleIdentifier, QIcon(QStringLiteral(":/icons/de.Corvina-Backup-Manager.svg"))));
     corvina::registerBundledFonts();
     QQuickStyle::setStyle(QStringLiteral("Fusion"));
 
@@ -49,6 +55,13 @@ int main(int argc, char* argv[]) {
     engine.addImportPath(QStringLiteral("qrc:/qt/qml"));
     if (!appDelegate.applicationDidFinishLaunching(engine)) {
         return 1;
+    }
+    // Start-up check of an installation: every library and QML module needed
+    // to draw the window was found once the first frame is on screen.
+    if (QCoreApplication::arguments().contains(QStringLiteral("--quit-after-first-frame"))) {
+        auto* window = qobject_cast<QQuickWindow*>(engine.rootObjects().constFirst());
+        QObject::connect(window, &QQuickWindow::frameSwapped, &app, &QCoreApplication::quit,
+                         Qt::QueuedConnection);
     }
     return QGuiApplication::exec();
 }

@@ -130,7 +130,7 @@ private Q_SLOTS:
         const Run created = runTool({"create"}, home.path());
         secret_tool::clear(zipPasswordItem);
         QCOMPARE(created.exitCode, 0);
-        QCOMPARE(created.err.contains(QStringLiteral("no archive password in the keyring")),
+        QCOMPARE(created.err.contains(QStringLiteral("Kein Archivpasswort im Schlüsselbund")),
                  storedPassword.isEmpty());
         QCOMPARE(QFileInfo(created.lastLine()).absolutePath(), storage);
         QVERIFY(openssl(true, created.lastLine(), home.filePath(QStringLiteral("plain.zip")),
@@ -154,7 +154,8 @@ private Q_SLOTS:
         const Run created = runTool({"create", "--source", "@/Data", "--dest", "@/out"},
                                     home.path(), {}, {}, environment);
         QCOMPARE(created.exitCode, 0);
-        QVERIFY(created.err.contains(QStringLiteral("the keyring could not be read")));
+        QVERIFY(
+            created.err.contains(QStringLiteral("Der Schlüsselbund konnte nicht gelesen werden")));
         QVERIFY(created.err.contains(QStringLiteral("OSStatus error:[")));
         QVERIFY(!created.out.contains(QStringLiteral("OSStatus")));
         QVERIFY(QFileInfo(created.lastLine()).isFile());
@@ -196,16 +197,18 @@ private Q_SLOTS:
         const QString failed =
             QStringLiteral("Fehler beim Erstellen oder Wiederherstellen des Archivs.");
         QTest::newRow("no command") << QStringList() << 2 << "Usage:";
-        QTest::newRow("unknown command") << QStringList{"backup"} << 2 << "unknown command";
+        QTest::newRow("unknown command") << QStringList{"backup"} << 2 << "unbekannter Befehl";
         QTest::newRow("unknown option")
-            << QStringList{"create", "--force"} << 2 << "Unknown option";
-        QTest::newRow("stray argument") << QStringList{"verify", "x"} << 2 << "unexpected argument";
-        QTest::newRow("no backup") << QStringList{"restore"} << 2 << "--backup is required";
-        QTest::newRow("no destination") << QStringList{"create"} << 2 << "no storage folder stored";
+            << QStringList{"create", "--force"} << 2 << "unbekannte Option „force“";
+        QTest::newRow("stray argument")
+            << QStringList{"verify", "x"} << 2 << "unerwartetes Argument";
+        QTest::newRow("no backup") << QStringList{"restore"} << 2 << "--backup fehlt";
+        QTest::newRow("no destination")
+            << QStringList{"create"} << 2 << "kein Speicherordner festgelegt";
         QTest::newRow("unreadable password file")
             << QStringList{"verify", "--backup", "@/b.halvorn", "--password-file", "@/missing"} << 2
-            << "cannot read the password file";
-        QTest::newRow("comment without file") << QStringList{"comment", "get"} << 2 << "expected";
+            << "kann nicht gelesen werden";
+        QTest::newRow("comment without file") << QStringList{"comment", "get"} << 2 << "erwartet";
         QTest::newRow("missing source")
             << QStringList{"create", "--source", "@/missing", "--dest", "@/out"} << 1
             << "Das Zielverzeichnis wurde nicht gefunden.";
@@ -221,7 +224,7 @@ private Q_SLOTS:
             << QStringList{"verify", "--backup", "@/Data/leer"} << 1
             << "Die verschlüsselte Datei wurde nicht gefunden oder nicht bereitgestellt.";
         QTest::newRow("damaged entry") << QStringList{"verify", "--backup", "@/damaged.halvorn"}
-                                       << 1 << "the backup is damaged";
+                                       << 1 << "die Sicherung ist beschädigt";
         QTest::newRow("help") << QStringList{"restore", "--help"} << 0 << QString();
     }
     void exitCodes() {

@@ -1,0 +1,110 @@
+// The backup that the timer starts. Nobody watches it: every failure must
+// reach the user through the journal and a desktop notification.
+#include "cli/CommandLine.h"
+#include "cli/ScheduleUnits.h"
+
+#include "engine/ApplicationIdentity.h"
+#include "engine/EncryptionService.h"
+#include "session/KeychainService.h"
+#include "workflows/StorageLocation.h"
+
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QFileInfo>
+#include <QSettings>
+
+namespace corvina::cli {
+
+namespace {
+
+/// The archive password for the run, or the German reason why there is none.
+struct ScheduledPassword {
+    std::optional<QString> password;
+    QString failure;
+};
+
+ScheduledPassword scheduledPassword(bool required) {
+    return withStdoutOnStderr([&]() -> ScheduledPassword {
+        try {
+            const std::optional<QString> stored =
+                KeychainService(zipPasswordService).keychain.readString(zipPasswordKey);
+            if (stored) {
+                return {stored, {}};
+            }
+        } catch (const KeychainError& failure) {
+            return {std::nullopt, QStringLiteral("Der Schlüsselbund ist nicht erreichbar: %1")
+                                      .arg(failure.description())};
+        }
+        if (required) {
+            return {std::nullopt,
+                    QStringLiteral("Das Archivpasswort ist nicht im Schlüsselbund, oder der "
+                                   "Schlüsselbund ist gesperrt.")};
+        }
+        // Never set: the empty password, as the window uses it too.
+        return {QString(), {}};
+    });
+}
+
+/// Shows the failure as a desktop notification; false when no notification
+/// service answered.
+bool notifyFailure(const QString& reason) {
+    QDBusMessage call = QDBusMessage::createMethodCall(
+        QStringLiteral("org.freedesktop.Notifications"),
+        QStringLiteral("/org/freedesktop/Notifications"),
+        QStringLiteral("org.freedesktop.Notifications"), QStringLiteral("Notify"));
+    const QVariantMap hints{{QStringLiteral("desktop-entry"), bundleIdentifier},
+                            {QStringLiteral("urgency"), QVariant::fromValue(uchar(2))}};
+    call << QStringLiteral("Corvina Backup Manager") << 0U << bundleIdentifier
+         << QStringLiteral("Die geplante Sicherung ist fehlgeschlagen") << reason << QStringList()
+         << hints << -1;
+    const QDBusMessage reply = QDBusConnection::sessionBus().call(call, QDBus::Block, 10000);
+    return reply.type() == QDBusMessage::ReplyMessage;
+}
+
+void record(bool success, const QString& result) {
+    QSettings settings;
+    settings.setValue(scheduleKey::lastRun, QDateTime::currentDateTime().toString(Qt::ISODate));
+    settings.setValue(scheduleKey::lastSuccess, success);
+    settings.setValue(scheduleKey::lastResult, result);
+}
+
+int failed(const QString& reason) {
+    record(false, reason);
+    printError(reason);
+    if (!notifyFailure(reason)) {
+        printError(QStringLiteral("Die Benachrichtigung konnte nicht angezeigt werden."));
+    }
+    return exitFailure;
+}
+
+} // namespace
+
+int runScheduledBackup() {
+    const QSettings settings;
+    const std::optional<QString> storage = storedStoragePath();
+    if (!storage) {
+        return failed(QStringLiteral("Es ist kein Speicherordner für Sicherungen festgelegt."));
+    }
+    if (!QFileInfo(*storage).isDir()) {
+        return failed(
+            QStringLiteral("Der Speicherordner „%1“ ist nicht erreichbar.").arg(*storage));
+    }
+    const auto password =
+        scheduledPassword(settings.value(scheduleKey::requiresArchivePassword).toBool());
+    if (!password.password) {
+        return failed(password.failure);
+    }
+    const CreatedBackup created =
+        EncryptionService::shared()
+            .createBackup(companionDataDirectory(), *storage, *password.password,
+                          settings.value(scheduleKey::comment).toString())
+            .result();
+    if (!created.result.isSuccess()) {
+        return failed(created.result.error().userText());
+    }
+    record(true, created.backupFile);
+    printOut(created.backupFile);
+    return exitSuccess;
+}
+
+} // namespace corvina::cli
