@@ -55,7 +55,7 @@ Item {
             text: path.folderPath
             font: Theme.font("roboto_regular14")
             color: Theme.textColor
-            wrapMode: Text.WrapAnywhere
+            wrapMode: Text.WrapAtWordBoundaryOrAnywhere
             maximumLineCount: 3
             elide: Text.ElideMiddle
             Accessible.role: Accessible.StaticText
