@@ -11,8 +11,8 @@ namespace corvina {
 /// password or key material.
 void diagnosticLog(const QString& line);
 
-/// Tests capture the lines a debug build writes. Passing an empty function
-/// removes the sink. Has no effect in release builds.
+/// Tests capture the lines, in release builds too, where nothing is
+/// printed. Passing an empty function removes the sink.
 void setDiagnosticLogSink(std::function<void(const QString&)> sink);
 
 } // namespace corvina
