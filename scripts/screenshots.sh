@@ -16,6 +16,7 @@
 #   sheet-delete.png          the delete sheet
 #   update-dialog.png         a local appcast offers a newer version at start
 #   update-badge.png          the main screen's update badge after "Später erinnern"
+#   update-tab.png            the settings tab "Update"
 #
 #   scripts/screenshots.sh [OUTPUT_FOLDER] [BUILD_FOLDER]
 # The build folder defaults to the release build of scripts/run.sh; it is
@@ -190,5 +191,13 @@ XML
     xdotool windowfocus --sync "$dialog" key Escape
     sleep 1.5
     shoot update-badge.png
+    # The settings by their shortcut, then the tab "Update" (the fourth of
+    # four tabs across the 400 wide window).
+    xdotool windowfocus --sync "$window" key ctrl+comma
+    sleep 1.5
+    settings=$(xdotool search --onlyvisible --name "App Passwort" | head -n 1)
+    xdotool mousemove --window "$settings" 350 28 click 1
+    sleep 1
+    import -window "$settings" "$CORVINA_SHOTS/update-tab.png"; echo "saved $CORVINA_SHOTS/update-tab.png"
     kill "$app"; wait "$app" 2>/dev/null || true
 '
