@@ -24,6 +24,7 @@
 #   settings-error-alert.png  the alert "Error" after "Speichern"
 #   settings-override-warning.png  the alert "Warnung" over a stored archive password
 #   settings-folder-dialog.png     the folder dialog of "Pfad auswählen"
+#   update-tab.png            the settings tab "Update"
 #
 #   scripts/screenshots.sh [OUTPUT_FOLDER] [BUILD_FOLDER]
 # The build folder defaults to the release build of scripts/run.sh; it is
@@ -210,6 +211,14 @@ XML
     xdotool windowfocus --sync "$dialog" key Escape
     sleep 1.5
     shoot update-badge.png
+    # The settings by their shortcut, then the tab "Update" (the fourth of
+    # four tabs across the 400 wide window).
+    xdotool windowfocus --sync "$window" key ctrl+comma
+    sleep 1.5
+    settings=$(xdotool search --onlyvisible --name "App Passwort" | head -n 1)
+    xdotool mousemove --window "$settings" 350 28 click 1
+    sleep 1
+    import -window "$settings" "$CORVINA_SHOTS/update-tab.png"; echo "saved $CORVINA_SHOTS/update-tab.png"
     kill "$app"; wait "$app" 2>/dev/null || true
     # The settings, opened by Ctrl+, over an unlocked window, with an archive
     # password and a storage folder in place.
@@ -231,7 +240,7 @@ XML
     window=$(xdotool search --onlyvisible --name "App Passwort" | head -n 1)
     xdotool windowfocus --sync "$window"
     shoot settings-app-password.png
-    point 200 28; xdotool click 1; sleep 1
+    point 150 28; xdotool click 1; sleep 1
     shoot settings-zip-password.png
     # The main button of the tab lies below its text.
     point 110 245; xdotool click 1; sleep 1.2
@@ -251,7 +260,7 @@ XML
     shoot settings-override-warning.png
     # Escape closes the warning, then the sheet.
     xdotool key Escape; sleep 0.8; xdotool key Escape; sleep 0.8
-    point 333 28; xdotool click 1; sleep 1
+    point 250 28; xdotool click 1; sleep 1
     shoot settings-storage.png
     point 200 205; xdotool click 1; sleep 1.5
     shoot settings-folder-dialog.png

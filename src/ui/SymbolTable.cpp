@@ -40,6 +40,7 @@ QString symbolResourcePath(const QString& name) {
         {QStringLiteral("arrow.trianglehead.2.clockwise.rotate.90"),
          QStringLiteral("arrow-repeat")},
         {QStringLiteral("AppStore"), QStringLiteral("bag-fill")},
+        {QStringLiteral("network"), QStringLiteral("globe")},
     };
     const auto it = files.constFind(name);
     if (it == files.constEnd()) {

@@ -29,6 +29,7 @@
 
 Q_IMPORT_QML_PLUGIN(Corvina_UiPlugin)
 Q_IMPORT_QML_PLUGIN(Corvina_ShellPlugin)
+Q_IMPORT_QML_PLUGIN(Corvina_ScreensPlugin)
 
 using namespace corvina;
 using namespace Qt::StringLiterals;

@@ -24,6 +24,14 @@ Item {
         id: model
     }
 
+    // A silent update check 3 s after the screen appeared, as the update
+    // settings allow.
+    BackgroundUpdateCheck {
+        id: backgroundUpdateCheck
+        updater: AppDelegate.updater
+    }
+    Component.onCompleted: backgroundUpdateCheck.start()
+
     ColumnLayout {
         anchors.fill: parent
         spacing: 0
@@ -64,10 +72,13 @@ Item {
             Layout.fillHeight: true
         }
 
-        // The band at the bottom of the screen, for lines about the program.
-        Item {
+        // The band at the bottom: the update badge and the version line.
+        BottomUpdateView {
             objectName: "bottomBand"
             Layout.fillWidth: true
+            checkForUpdatesViewModel: CheckForUpdatesViewModel {
+                updater: AppDelegate.updater
+            }
         }
     }
 

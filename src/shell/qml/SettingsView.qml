@@ -6,8 +6,8 @@ import Corvina.Ui
 import Corvina.Shell
 
 // The tabs of the settings, in order: the master password, the archive
-// password and the storage folder. Each tab is 400 wide; the window takes
-// the height of the open tab.
+// password, the storage folder and the updates. Each tab is 400 wide; the
+// window takes the height of the open tab.
 FocusScope {
     id: root
 
@@ -63,8 +63,10 @@ FocusScope {
             text: "Speicherort"
             iconName: "folder"
         }
-        // The tab "Update" (symbol "network", 400 × 150) comes last, with
-        // the updater's view as its page below.
+        SettingsTab {
+            text: "Update"
+            iconName: "network"
+        }
     }
 
     StackLayout {
@@ -87,6 +89,9 @@ FocusScope {
         PathView {
             id: storage
             objectName: "pathView"
+        }
+        UpdateView {
+            objectName: "updateView"
         }
     }
 }
