@@ -106,7 +106,7 @@ private Q_SLOTS:
         m_otherKey.emplace(m_dir.path(), QStringLiteral("stranger"));
         // A program of several network packets, with every byte value.
         for (int i = 0; i < 300000; ++i) {
-            m_newProgram.append(static_cast<char>((i * 7919) % 251));
+            m_newProgram.append(static_cast<char>(static_cast<qint64>(i) * 7919 % 251));
         }
         m_newProgramFile = m_dir.filePath(QStringLiteral("new.AppImage"));
         QFile file(m_newProgramFile);
