@@ -181,8 +181,10 @@ private Q_SLOTS:
         writeFile(work.filePath(u"Data/a"_s), "a");
         writeFile(work.filePath(u"pw"_s), "pw");
         const QString trace = work.filePath(u"trace"_s);
-        QVERIFY(runProgram(u"strace"_s,
-                           {u"-f"_s, u"-qq"_s, u"-y"_s, u"-o"_s, trace, u"-e"_s,
+        QVERIFY(runProgram(
+            u"strace"_s,
+            straceWithoutLeakCheck() +
+                QStringList{u"-f"_s, u"-qq"_s, u"-y"_s, u"-o"_s, trace, u"-e"_s,
                             u"trace=fsync,fdatasync,linkat,rename,renameat,renameat2"_s,
                             QStringLiteral(CORVINA_BACKUP_TOOL), u"create"_s, u"--source"_s,
                             work.filePath(u"Data"_s), u"--dest"_s, work.filePath(u"out"_s),

@@ -325,7 +325,8 @@ private Q_SLOTS:
             if (strace.isEmpty()) {
                 return runProgram(tool, arguments).has_value();
             }
-            strace << u"-f"_s << u"-qq"_s << u"-e"_s << u"trace="_s + call << tool;
+            strace << straceWithoutLeakCheck() << u"-f"_s << u"-qq"_s << u"-e"_s
+                   << u"trace="_s + call << tool;
             return runProgram(u"strace"_s, strace + arguments).has_value();
         };
         const QString probe = work.filePath(u"probe"_s);

@@ -88,6 +88,12 @@ inline QString python() {
     return QFileInfo::exists("/usr/bin/python3") ? "/usr/bin/python3" : "python3";
 }
 
+/// strace's options that start the traced tool without leak checking:
+/// LeakSanitizer stops the world through ptrace, which a traced process can't.
+inline QStringList straceWithoutLeakCheck() {
+    return {"-E", "ASAN_OPTIONS=detect_leaks=0:abort_on_error=1"};
+}
+
 /// Runs a program; its standard output, or nothing when it fails.
 inline std::optional<QByteArray> runProgram(const QString& program, const QStringList& arguments,
                                             const QString& workingDirectory = {}) {
