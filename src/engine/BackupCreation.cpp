@@ -3,6 +3,7 @@
 #include "engine/BackupTimestamp.h"
 #include "engine/Cipher.h"
 #include "engine/DiagnosticLog.h"
+#include "engine/EncryptingSink.h"
 #include "engine/EngineSupport.h"
 #include "engine/FileOperations.h"
 #include "engine/FinderComment.h"
@@ -67,6 +68,21 @@ void carryOverComment(const fs::path& existing, int fd) {
     }
 }
 
+/// A run whose comment failed keeps its archive in the clear beside the
+/// backup, as a run that packed to disk first would have. It is the
+/// backup's own plaintext, so it is made by decrypting the backup.
+void leavePlainArchive(const fs::path& backupFile, const fs::path& temporaryZip,
+                       const ArchiveKey& key, std::span<const uint8_t> iv) {
+    try {
+        const FileDescriptor input = openFile(backupFile, O_RDONLY);
+        const FileDescriptor output = openFile(temporaryZip, O_WRONLY | O_CREAT | O_TRUNC, 0600);
+        decryptStream(input.get(), backupFile, output.get(), temporaryZip, key, iv);
+    } catch (...) {
+        diagnosticLog(QStringLiteral("Ошибка при создании зашифрованного архива: ") +
+                      describeException(std::current_exception()));
+    }
+}
+
 } // namespace
 
 EncryptionResult createArchive(const QString& source, const QString& destination,
@@ -95,20 +111,20 @@ EncryptionResult createArchive(const QString& source, const QString& destination
     const fs::path backupFile = destinationPath / backupName;
 
     try {
-        // The key comes first so that encryption can follow the packing.
         const ArchiveKey key = deriveArchiveKey(password);
         if (progress != nullptr) {
             measureArchive(toPath(source), *progress);
         }
         UnpublishedFile ciphertext(destinationPath, 0666);
-        FollowingEncryptor::Outcome outcome;
+        EncryptingSink::Outcome outcome;
         {
-            FollowingEncryptor encryptor(key, ivBytes(iv), temporaryZip, ciphertext.fd(),
-                                         backupFile, progress);
-            zip::packItem(toPath(source), temporaryZip, true, zip::CompressionMethod::none, nullptr,
-                          [&encryptor](uint64_t bytes) { encryptor.advance(bytes); });
+            // The archive goes straight into the cipher: its plaintext is
+            // only ever written out when a failed comment leaves it behind.
+            EncryptingSink encryptor(key, ivBytes(iv), ciphertext.fd(), backupFile, progress);
+            zip::packItem(toPath(source), temporaryZip, encryptor, true,
+                          zip::CompressionMethod::none);
             diagnosticLog(QStringLiteral("Архив успешно создан: ") + pathText(temporaryZip));
-            outcome = encryptor.finish(fs::file_size(temporaryZip));
+            outcome = encryptor.finish();
         }
         diagnosticLog(QStringLiteral("Шифрование завершено. Затраченное время: ") +
                       shortestDoubleText(outcome.seconds) + QStringLiteral(" секунд."));
@@ -133,6 +149,7 @@ EncryptionResult createArchive(const QString& source, const QString& destination
                                   ? QStringLiteral("Комментарий слишком длинный и был обрезан.")
                                   : error.logLine());
                 syncBackup();
+                leavePlainArchive(backupFile, temporaryZip, key, ivBytes(iv));
                 return commented;
             }
         }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "zip/ArchiveSink.h"
 #include "zip/Error.h"
 #include "zip/Progress.h"
 #include "zip/Records.h"
@@ -150,13 +151,17 @@ private:
 /// source's name and the source folder itself is the last entry. The result
 /// has the same bytes as appending every item one by one with appendItem,
 /// but is written in one sequential pass with the central directory held in
-/// memory. `finalizedBytes(n)`, when given, is called on the packing thread
-/// with a non-decreasing n after each entry and once at the end: bytes
-/// [0, n) of the destination are final and written to the kernel.
+/// memory.
 void packItem(const std::filesystem::path& source, const std::filesystem::path& destination,
               bool keepParentFolder, CompressionMethod compressionMethod,
-              Progress* progress = nullptr,
-              const std::function<void(uint64_t)>& finalizedBytes = {});
+              Progress* progress = nullptr);
+
+/// Packs as above, the same bytes in the same order, into `sink`;
+/// `archiveName` names the archive in errors. Stored entries never ask the
+/// sink to rewrite.
+void packItem(const std::filesystem::path& source, const std::filesystem::path& archiveName,
+              ArchiveSink& sink, bool keepParentFolder, CompressionMethod compressionMethod,
+              Progress* progress = nullptr);
 
 /// The subpaths of a folder in the order packItem adds them: every folder
 /// ahead of its contents, unsorted. Throws on a listing failure.

@@ -18,6 +18,8 @@ namespace {
 constexpr std::size_t bufferCapacity = 4 << 20;
 /// Data reads go straight into the buffer; below this much room it is flushed first.
 constexpr std::size_t minimumReadRoom = 256 << 10;
+/// Read size of the checksum pass over a file too large for the buffer.
+constexpr std::size_t checksumChunk = 1 << 20;
 
 struct FdCloser {
     int fd;
@@ -31,66 +33,75 @@ std::string withTrailingSlash(std::string path) {
     return path;
 }
 
+/// How much of a stored file an add reads: whole chunks of `chunk` until the
+/// declared size is covered, so a file that grew contributes up to the end
+/// of its last chunk, and one that shrank ends at its end.
+uint64_t storedReadLimit(uint64_t declared, int64_t chunk) {
+    const auto size = static_cast<uint64_t>(chunk);
+    return declared == 0 ? 0 : ((declared - 1) / size + 1) * size;
+}
+
+void throwIfCancelled(const Progress* progress) {
+    if (progress != nullptr && progress->isCancelled()) {
+        throw Error(ArchiveError::cancelledOperation);
+    }
+}
+
 } // namespace
 
-ArchiveWriter::ArchiveWriter(const std::filesystem::path& destination,
-                             std::function<void(uint64_t)> finalizedBytes)
+ArchiveWriter::ArchiveWriter(const std::filesystem::path& destination)
     : m_url(destination)
-    , m_finalizedBytes(std::move(finalizedBytes)) {
-    m_fd = ::open(destination.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-    if (m_fd < 0) {
-        if (errno == EEXIST) {
-            throw Error(FileError::fileWriteFileExists, destination, errno);
-        }
-        throw Error::posix(errno, destination);
-    }
+    , m_ownSink(std::make_unique<FileSink>(destination))
+    , m_sink(*m_ownSink) {
     m_buffer.reserve(bufferCapacity);
 }
 
-ArchiveWriter::~ArchiveWriter() {
-    if (m_fd >= 0) {
-        ::close(m_fd);
-    }
+ArchiveWriter::ArchiveWriter(std::filesystem::path url, ArchiveSink& sink)
+    : m_url(std::move(url))
+    , m_sink(sink) {
+    m_buffer.reserve(bufferCapacity);
 }
+
+ArchiveWriter::~ArchiveWriter() = default;
 
 void ArchiveWriter::append(std::span<const uint8_t> bytes) {
     if (m_buffer.size() + bytes.size() > bufferCapacity) {
         flush();
     }
-    if (bytes.size() > bufferCapacity) {
-        writeFully(m_fd, bytes.data(), bytes.size(), m_url);
-        m_flushed += bytes.size();
-        return;
+    // More than the buffer holds (a large central directory) goes in pieces.
+    while (bytes.size() > bufferCapacity - m_buffer.size()) {
+        const std::size_t piece = bufferCapacity - m_buffer.size();
+        m_buffer.insert(m_buffer.end(), bytes.begin(), bytes.begin() + static_cast<long>(piece));
+        bytes = bytes.subspan(piece);
+        flush();
     }
     m_buffer.insert(m_buffer.end(), bytes.begin(), bytes.end());
 }
 
 void ArchiveWriter::flush() {
-    writeFully(m_fd, m_buffer.data(), m_buffer.size(), m_url);
+    if (m_buffer.empty()) {
+        return;
+    }
     m_flushed += m_buffer.size();
-    m_buffer.clear();
+    m_sink.take(m_buffer);
+    m_buffer.reserve(bufferCapacity);
+}
+
+void ArchiveWriter::makeRoom(uint64_t bytes) {
+    if (bufferCapacity - m_buffer.size() < bytes) {
+        flush();
+    }
 }
 
 void ArchiveWriter::patchAt(uint64_t offset, std::span<const uint8_t> bytes) {
-    // The part already handed to the kernel is rewritten in place, the rest
-    // is still in the buffer.
+    // The part already handed to the sink is rewritten there, the rest is
+    // still in the buffer.
     if (offset < m_flushed) {
-        const auto onDisk =
+        const auto taken =
             static_cast<std::size_t>(std::min<uint64_t>(bytes.size(), m_flushed - offset));
-        std::size_t done = 0;
-        while (done < onDisk) {
-            const ssize_t n =
-                pwrite(m_fd, bytes.data() + done, onDisk - done, static_cast<off_t>(offset + done));
-            if (n < 0) {
-                if (errno == EINTR) {
-                    continue;
-                }
-                throw Error(DataError::unwritableFile, m_url, errno);
-            }
-            done += static_cast<std::size_t>(n);
-        }
-        bytes = bytes.subspan(onDisk);
-        offset += onDisk;
+        m_sink.rewrite(offset, bytes.first(taken));
+        bytes = bytes.subspan(taken);
+        offset += taken;
     }
     if (!bytes.empty()) {
         std::memcpy(m_buffer.data() + (offset - m_flushed), bytes.data(), bytes.size());
@@ -98,42 +109,39 @@ void ArchiveWriter::patchAt(uint64_t offset, std::span<const uint8_t> bytes) {
 }
 
 std::pair<uint64_t, uint32_t>
-ArchiveWriter::appendFileData(int fd, const std::filesystem::path& location, int64_t declaredSize,
-                              CompressionMethod method, int64_t bufferSize, Progress* progress) {
+ArchiveWriter::appendDeflated(int fd, const std::filesystem::path& location, int64_t declaredSize,
+                              int64_t bufferSize, Progress* progress) {
     const auto chunk = static_cast<uint64_t>(bufferSize);
     uint64_t written = 0;
     bool atEnd = false;
-    if (method == CompressionMethod::deflate) {
-        // Same chunking as the stream-based add: one read of bufferSize per
-        // request, and nothing more once the end of the file was seen.
-        const uint32_t crc = deflateStream(
-            static_cast<uint64_t>(declaredSize), bufferSize,
-            [&](int64_t, int64_t) {
-                std::vector<uint8_t> bytes(atEnd ? 0 : chunk);
-                bytes.resize(readFully(fd, bytes.data(), bytes.size(), location));
-                atEnd = atEnd || bytes.size() < chunk;
-                return bytes;
-            },
-            [&](std::span<const uint8_t> produced) {
-                if (progress != nullptr && progress->isCancelled()) {
-                    throw Error(ArchiveError::cancelledOperation);
-                }
-                append(produced);
-                written += produced.size();
-            });
-        return {written, crc};
-    }
-    // Stored data: the add reads whole chunks of bufferSize until the declared
-    // size is covered, so a file that grew contributes up to the end of its
-    // last chunk, and one that shrank ends at its end.
-    const auto declared = static_cast<uint64_t>(declaredSize);
-    const uint64_t limit = declared == 0 ? 0 : ((declared - 1) / chunk + 1) * chunk;
+    // Same chunking as the stream-based add: one read of bufferSize per
+    // request, and nothing more once the end of the file was seen.
+    const uint32_t crc = deflateStream(
+        static_cast<uint64_t>(declaredSize), bufferSize,
+        [&](int64_t, int64_t) {
+            std::vector<uint8_t> bytes(atEnd ? 0 : chunk);
+            bytes.resize(readFully(fd, bytes.data(), bytes.size(), location));
+            atEnd = atEnd || bytes.size() < chunk;
+            return bytes;
+        },
+        [&](std::span<const uint8_t> produced) {
+            throwIfCancelled(progress);
+            append(produced);
+            written += produced.size();
+        });
+    return {written, crc};
+}
+
+std::pair<uint64_t, uint32_t> ArchiveWriter::appendStored(int fd,
+                                                          const std::filesystem::path& location,
+                                                          uint64_t limit, Progress* progress) {
+    uint64_t written = 0;
     uint32_t crc = 0;
+    bool atEnd = false;
     while (written < limit && !atEnd) {
-        if (progress != nullptr && progress->isCancelled()) {
-            throw Error(ArchiveError::cancelledOperation);
-        }
-        if (bufferCapacity - m_buffer.size() < minimumReadRoom) {
+        throwIfCancelled(progress);
+        if (bufferCapacity - m_buffer.size() <
+            std::min<uint64_t>(minimumReadRoom, limit - written)) {
             flush();
         }
         const std::size_t room = bufferCapacity - m_buffer.size();
@@ -150,6 +158,31 @@ ArchiveWriter::appendFileData(int fd, const std::filesystem::path& location, int
         }
     }
     return {written, crc};
+}
+
+std::pair<uint64_t, uint32_t> ArchiveWriter::checksumStored(int fd,
+                                                            const std::filesystem::path& location,
+                                                            uint64_t limit, Progress* progress) {
+    if (m_scratch.empty()) {
+        m_scratch.resize(checksumChunk);
+    }
+    uint64_t read = 0;
+    uint32_t crc = 0;
+    while (read < limit) {
+        throwIfCancelled(progress);
+        const auto wanted =
+            static_cast<std::size_t>(std::min<uint64_t>(m_scratch.size(), limit - read));
+        const std::size_t got = readFully(fd, m_scratch.data(), wanted, location);
+        crc = continueCrc32(crc, {m_scratch.data(), got});
+        read += got;
+        if (got < wanted) {
+            break;
+        }
+    }
+    if (::lseek(fd, 0, SEEK_SET) < 0) {
+        throw Error(DataError::unreadableFile, location, errno);
+    }
+    return {read, crc};
 }
 
 void ArchiveWriter::appendItem(const std::string& entryPath,
@@ -188,31 +221,59 @@ void ArchiveWriter::appendItem(const std::string& entryPath,
     const uint64_t headerOffset = offset();
     try {
         const auto declared = static_cast<uint64_t>(info.size);
-        append(LocalFileHeader::make(path, method, modTime, modDate, 0, 0, declared).encode());
+        const auto headerWith = [&](uint32_t crc, uint64_t written) {
+            return LocalFileHeader::make(path, method, modTime, modDate, crc, written, declared);
+        };
+        const std::vector<uint8_t> placeholder = headerWith(0, 0).encode();
         uint64_t written = 0;
         uint32_t crc = 0;
+        bool headerFinal = false;
         switch (info.type) {
         case EntryType::directory:
+            makeRoom(placeholder.size());
+            append(placeholder);
             if (progress != nullptr) {
                 progress->setCompletedUnitCount(progress->totalUnitCount());
             }
             break;
         case EntryType::symlink: {
             const auto target = readLinkTarget(AT_FDCWD, fileLocation.c_str(), fileLocation);
+            makeRoom(placeholder.size() + target.size());
+            append(placeholder);
             append(target);
             written = target.size();
             crc = continueCrc32(0, target);
             break;
         }
         case EntryType::file:
-            std::tie(written, crc) =
-                appendFileData(fd, fileLocation, info.size, method, bufferSize, progress);
+            if (method == CompressionMethod::deflate) {
+                append(placeholder);
+                std::tie(written, crc) =
+                    appendDeflated(fd, fileLocation, info.size, bufferSize, progress);
+                break;
+            }
+            const uint64_t limit = storedReadLimit(declared, bufferSize);
+            if (placeholder.size() + limit <= bufferCapacity) {
+                makeRoom(placeholder.size() + limit);
+                append(placeholder);
+                std::tie(written, crc) = appendStored(fd, fileLocation, limit, progress);
+                break;
+            }
+            std::tie(written, crc) = checksumStored(fd, fileLocation, limit, progress);
+            append(headerWith(crc, written).encode());
+            headerFinal = true;
+            if (appendStored(fd, fileLocation, written, progress) !=
+                std::pair<uint64_t, uint32_t>{written, crc}) {
+                // The file changed between the two reads: its header would lie.
+                throw Error(ArchiveError::invalidCRC32, fileLocation);
+            }
             break;
         }
         const uint64_t dataEnd = offset();
-        const auto local =
-            LocalFileHeader::make(path, method, modTime, modDate, crc, written, declared);
-        patchAt(headerOffset, local.encode());
+        const auto local = headerWith(crc, written);
+        if (!headerFinal) {
+            patchAt(headerOffset, local.encode());
+        }
         const auto central = CentralDirectoryStructure::make(
             local, externalFileAttributes(info.type, info.permissions), headerOffset);
         EndRecords next = m_endRecords.afterAppend(
@@ -225,22 +286,19 @@ void ArchiveWriter::appendItem(const std::string& entryPath,
         }
         throw;
     }
-    if (m_finalizedBytes) {
-        flush();
-        m_finalizedBytes(offset());
-    }
     m_failed = false;
 }
 
 void ArchiveWriter::rollback(uint64_t localHeaderOffset) {
     // What a cancelled stream-based add leaves: the file cut back to the
     // entry's header, the old directory twice, then the old end records.
-    flush();
-    if (ftruncate(m_fd, static_cast<off_t>(localHeaderOffset)) != 0 ||
-        lseek(m_fd, static_cast<off_t>(localHeaderOffset), SEEK_SET) < 0) {
-        throw Error(DataError::unwritableFile, m_url, errno);
+    if (localHeaderOffset >= m_flushed) {
+        m_buffer.resize(localHeaderOffset - m_flushed);
+    } else {
+        m_buffer.clear();
+        m_sink.truncate(localHeaderOffset);
+        m_flushed = localHeaderOffset;
     }
-    m_flushed = localHeaderOffset;
     append(m_directory);
     append(m_directory);
     append(m_endRecords.encode());
@@ -255,9 +313,6 @@ void ArchiveWriter::finish() {
     append(m_directory);
     append(m_endRecords.encode());
     flush();
-    if (m_finalizedBytes) {
-        m_finalizedBytes(offset());
-    }
 }
 
 } // namespace corvina::zip

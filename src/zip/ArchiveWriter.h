@@ -1,28 +1,33 @@
 #pragma once
 
+#include "zip/ArchiveSink.h"
 #include "zip/Progress.h"
 #include "zip/Records.h"
 
 #include <filesystem>
-#include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
 namespace corvina::zip {
 
 /// Writes a new archive in one sequential pass: local headers and data go
-/// out in order through a large buffer, each local header is patched in
-/// place once its data is known, and the central directory, held in memory,
-/// is written once by finish(). The bytes are the same as those of a series
-/// of Archive::appendItem calls on a freshly created archive, including the
-/// rollback a cancelled add leaves behind.
+/// out in order through a large buffer, and the central directory, held in
+/// memory, is written once by finish(). The bytes are the same as those of a
+/// series of Archive::appendItem calls on a freshly created archive,
+/// including the rollback a cancelled add leaves behind.
+///
+/// A stored entry leaves the buffer only with its final local header: one
+/// that fits is read into the buffer and its header completed there; a
+/// larger file is read twice, first for its checksum and size, then for its
+/// data, which must give the same checksum. So a sink never has to rewrite
+/// stored archives; deflated entries are patched in place.
 class ArchiveWriter {
 public:
-    /// Creates `destination` exclusively, mode 0600. `finalizedBytes`, when
-    /// given, is told after each entry and at the end how many leading bytes
-    /// of the file are final and written to the kernel.
-    explicit ArchiveWriter(const std::filesystem::path& destination,
-                           std::function<void(uint64_t)> finalizedBytes = {});
+    /// Creates `destination` exclusively, mode 0600.
+    explicit ArchiveWriter(const std::filesystem::path& destination);
+    /// Writes to `sink`; `url` names the archive in errors.
+    ArchiveWriter(std::filesystem::path url, ArchiveSink& sink);
     ~ArchiveWriter();
     ArchiveWriter(const ArchiveWriter&) = delete;
     ArchiveWriter& operator=(const ArchiveWriter&) = delete;
@@ -40,17 +45,24 @@ private:
     void append(std::span<const uint8_t> bytes);
     void flush();
     void patchAt(uint64_t offset, std::span<const uint8_t> bytes);
+    void makeRoom(uint64_t bytes);
     [[nodiscard]] uint64_t offset() const { return m_flushed + m_buffer.size(); }
     void rollback(uint64_t localHeaderOffset);
-    std::pair<uint64_t, uint32_t> appendFileData(int fd, const std::filesystem::path& location,
-                                                 int64_t declaredSize, CompressionMethod method,
-                                                 int64_t bufferSize, Progress* progress);
+    std::pair<uint64_t, uint32_t> appendDeflated(int fd, const std::filesystem::path& location,
+                                                 int64_t declaredSize, int64_t bufferSize,
+                                                 Progress* progress);
+    std::pair<uint64_t, uint32_t> appendStored(int fd, const std::filesystem::path& location,
+                                               uint64_t limit, Progress* progress);
+    std::pair<uint64_t, uint32_t> checksumStored(int fd, const std::filesystem::path& location,
+                                                 uint64_t limit, Progress* progress);
 
     std::filesystem::path m_url;
-    std::function<void(uint64_t)> m_finalizedBytes;
-    int m_fd = -1;
+    std::unique_ptr<FileSink> m_ownSink;
+    ArchiveSink& m_sink;
     bool m_failed = false;
     std::vector<uint8_t> m_buffer;
+    /// Read buffer of the checksum pass, made on first use.
+    std::vector<uint8_t> m_scratch;
     uint64_t m_flushed = 0;
     std::vector<uint8_t> m_directory;
     EndRecords m_endRecords;

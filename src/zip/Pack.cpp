@@ -77,17 +77,11 @@ std::vector<std::string> directorySubpaths(const std::filesystem::path& folder) 
     return subpaths;
 }
 
-void packItem(const std::filesystem::path& source, const std::filesystem::path& destination,
-              bool keepParentFolder, CompressionMethod compressionMethod, Progress* progress,
-              const std::function<void(uint64_t)>& finalizedBytes) {
+namespace {
+
+void packInto(ArchiveWriter& writer, const std::filesystem::path& source, bool keepParentFolder,
+              CompressionMethod compressionMethod, Progress* progress) {
     struct stat st {};
-    if (lstat(source.c_str(), &st) != 0) {
-        throw Error(FileError::fileReadNoSuchFile, source, errno);
-    }
-    if (lstat(destination.c_str(), &st) == 0) {
-        throw Error(FileError::fileWriteFileExists, destination, EEXIST);
-    }
-    ArchiveWriter writer(destination, finalizedBytes);
     if (lstat(source.c_str(), &st) != 0) {
         throw Error(FileError::fileReadNoSuchFile, source, errno);
     }
@@ -128,6 +122,34 @@ void packItem(const std::filesystem::path& source, const std::filesystem::path& 
         }
     }
     writer.finish();
+}
+
+void checkSourceExists(const std::filesystem::path& source) {
+    struct stat st {};
+    if (lstat(source.c_str(), &st) != 0) {
+        throw Error(FileError::fileReadNoSuchFile, source, errno);
+    }
+}
+
+} // namespace
+
+void packItem(const std::filesystem::path& source, const std::filesystem::path& destination,
+              bool keepParentFolder, CompressionMethod compressionMethod, Progress* progress) {
+    checkSourceExists(source);
+    struct stat st {};
+    if (lstat(destination.c_str(), &st) == 0) {
+        throw Error(FileError::fileWriteFileExists, destination, EEXIST);
+    }
+    ArchiveWriter writer(destination);
+    packInto(writer, source, keepParentFolder, compressionMethod, progress);
+}
+
+void packItem(const std::filesystem::path& source, const std::filesystem::path& archiveName,
+              ArchiveSink& sink, bool keepParentFolder, CompressionMethod compressionMethod,
+              Progress* progress) {
+    checkSourceExists(source);
+    ArchiveWriter writer(archiveName, sink);
+    packInto(writer, source, keepParentFolder, compressionMethod, progress);
 }
 
 } // namespace corvina::zip

@@ -1,10 +1,10 @@
 // The cipher gives the bytes of standard PBKDF2 and AES-256-CBC, also when it
-// follows a file that is still being written.
+// encrypts an archive piece by piece while it is being packed.
 #include "TestTrees.h"
 
 #include "engine/Cipher.h"
+#include "engine/EncryptingSink.h"
 #include "engine/FileOperations.h"
-#include "engine/StreamingCipher.h"
 
 #include <QRandomGenerator>
 #include <QTemporaryDir>
@@ -48,49 +48,59 @@ private Q_SLOTS:
         QCOMPARE(keyHex(password), expected.value_or("python failed"));
     }
 
-    // A writer appends pieces of random size and announces them late; the
-    // follower's output is what openssl makes of the finished file.
-    void followingEncryptorMatchesOneShot_data() {
+    // The packer hands over pieces of random size; the sink's output is what
+    // openssl makes of them put together.
+    void encryptingSinkMatchesOneShot_data() {
         QTest::addColumn<int>("size");
         QTest::newRow("empty") << 0;
         QTest::newRow("15 bytes") << 15;
         QTest::newRow("one block, padded by another") << 16;
-        QTest::newRow("several chunks") << 3 * 1048576 + 1234;
+        QTest::newRow("several buffers") << 9 * 1048576 + 1234;
     }
-    void followingEncryptorMatchesOneShot() {
+    void encryptingSinkMatchesOneShot() {
         QFETCH(int, size);
         QTemporaryDir work;
-        const std::string plainPath = work.filePath(u"plain"_s).toStdString();
         const std::string cipherPath = work.filePath(u"cipher"_s).toStdString();
         const QByteArray plain = randomBytes(size);
         const ArchiveKey key = deriveArchiveKey(u"pw"_s);
-        FileDescriptor writer = openFile(plainPath, O_WRONLY | O_CREAT, 0600);
+        const std::span iv(reinterpret_cast<const uint8_t*>(archiveIv), 16);
         FileDescriptor output = openFile(cipherPath, O_WRONLY | O_CREAT, 0600);
-        FollowingEncryptor encryptor(key,
-                                     std::span(reinterpret_cast<const uint8_t*>(archiveIv), 16),
-                                     plainPath, output.get(), cipherPath);
+        EncryptingSink sink(key, iv, output.get(), cipherPath);
         QRandomGenerator generator(17);
-        for (qsizetype written = 0; written < plain.size();) {
+        for (qsizetype given = 0; given < plain.size();) {
             const qsizetype piece =
-                std::min<qsizetype>(plain.size() - written, 1 + generator.bounded(300000));
-            writeAll(writer.get(), plain.constData() + written, static_cast<std::size_t>(piece),
-                     plainPath);
-            written += piece;
-            encryptor.advance(static_cast<uint64_t>(written - generator.bounded(piece + 1)));
+                std::min<qsizetype>(plain.size() - given, 1 + generator.bounded(3000000));
+            std::vector<uint8_t> buffer(plain.begin() + given, plain.begin() + given + piece);
+            sink.take(buffer);
+            QVERIFY(buffer.empty());
+            given += piece;
         }
-        const uint64_t reported = encryptor.finish(static_cast<uint64_t>(size)).ciphertextBytes;
+        const uint64_t reported = sink.finish().ciphertextBytes;
+        writeFile(work.filePath(u"plain"_s), plain);
         QVERIFY(openssl(false, work.filePath(u"plain"_s), work.filePath(u"expected"_s), u"pw"_s));
         QCOMPARE(readAll(work.filePath(u"cipher"_s)), readAll(work.filePath(u"expected"_s)));
         // The whole-buffer path gives the same bytes and reads them back.
-        const QByteArray iv(archiveIv, 16);
-        QCOMPARE(aesEncrypt(plain, key, iv), readAll(work.filePath(u"expected"_s)));
-        QCOMPARE(aesDecrypt(readAll(work.filePath(u"cipher"_s)), key, iv), plain);
+        const QByteArray ivBytes(archiveIv, 16);
+        QCOMPARE(aesEncrypt(plain, key, ivBytes), readAll(work.filePath(u"expected"_s)));
+        QCOMPARE(aesDecrypt(readAll(work.filePath(u"cipher"_s)), key, ivBytes), plain);
         QCOMPARE(reported, static_cast<uint64_t>(QFileInfo(work.filePath(u"cipher"_s)).size()));
-        // Announcing more than the file holds is an error, not a hang.
-        FollowingEncryptor overclaimed(key,
-                                       std::span(reinterpret_cast<const uint8_t*>(archiveIv), 16),
-                                       plainPath, output.get(), cipherPath);
-        QVERIFY_THROWS_EXCEPTION(SystemError, overclaimed.finish(static_cast<uint64_t>(size) + 1));
+    }
+
+    // A disk that refuses the ciphertext stops the packer with the error,
+    // never leaves it waiting.
+    void encryptingSinkReportsAFullDisk() {
+        FileDescriptor full = openFile("/dev/full", O_WRONLY);
+        EncryptingSink sink(deriveArchiveKey(u"pw"_s),
+                            std::span(reinterpret_cast<const uint8_t*>(archiveIv), 16), full.get(),
+                            "/dev/full");
+        const auto feed = [&] {
+            for (int i = 0; i < 8; ++i) {
+                std::vector<uint8_t> buffer(1048576, 'x');
+                sink.take(buffer);
+            }
+            sink.finish();
+        };
+        QVERIFY_THROWS_EXCEPTION(SystemError, feed());
     }
 };
 

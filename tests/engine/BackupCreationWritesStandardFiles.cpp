@@ -5,6 +5,7 @@
 #include "engine/DiagnosticLog.h"
 #include "engine/EncryptionService.h"
 #include "engine/FinderComment.h"
+#include "zip/Archive.h"
 
 #include <QRegularExpression>
 #include <QTemporaryDir>
@@ -73,8 +74,12 @@ private Q_SLOTS:
 
         const QString zip = work.filePath(u"plain.zip"_s);
         QVERIFY(openssl(true, created.backupFile, zip, u"pw"_s));
-        // Whole: a stream that stopped early would still pad and decrypt.
+        // Whole: a stream that stopped early would still pad and decrypt. And
+        // the very archive that packing to a file makes.
         QVERIFY(runProgram(u"unzip"_s, {u"-tq"_s, zip}));
+        const QString packed = work.filePath(u"packed.zip"_s);
+        zip::packItem(data.toStdString(), packed.toStdString(), true, zip::CompressionMethod::none);
+        QVERIFY(readAll(zip) == readAll(packed));
 
         const QString stamp = QFileInfo(created.backupFile).completeBaseName().mid(7);
         const QStringList expected{
@@ -120,8 +125,11 @@ private Q_SLOTS:
         QTest::newRow("destination is a file") << "file" << failed << "<file>";
         // An unreadable item is the tool test's case: it needs a process
         // that cannot override file modes, as root can.
-        QTest::newRow("full disk") << "tmpfs" << failed << zipPattern;
-        // The comment is stored cut, and the clean-up is skipped.
+        // The plaintext is never written on the way: a full disk is left as
+        // it was, with nothing in the clear.
+        QTest::newRow("full disk") << "tmpfs" << failed << "";
+        // The comment is stored cut, and the clean-up is skipped: the archive
+        // stays beside the backup in the clear.
         QTest::newRow("4001 characters of comment")
             << "long comment" << Case::commentTooLong << zipPattern + u' ' + backupPattern;
     }
@@ -138,8 +146,8 @@ private Q_SLOTS:
         kind == "file" ? writeFile(destination, "keine Mappe") : QDir().mkpath(destination);
         std::optional<ScopedMount> disk;
         if (kind == "tmpfs") {
-            // The tmpfs has room for the plain ZIP but not also for its ciphertext.
-            disk.emplace(destination, "tmpfs", "size=4m");
+            // The tmpfs has no room for the backup.
+            disk.emplace(destination, "tmpfs", "size=2m");
             if (!disk->isMounted()) {
                 QSKIP("cannot mount a scratch file system here (needs CAP_SYS_ADMIN)");
             }
@@ -157,6 +165,8 @@ private Q_SLOTS:
             QVERIFY(!QFileInfo::exists(destination));
         } else if (leftovers == "<file>") {
             QCOMPARE(readAll(destination), QByteArray("keine Mappe"));
+        } else if (leftovers.isEmpty()) {
+            QCOMPARE(names(destination), QString());
         } else {
             QVERIFY(namesMatch(destination, leftovers));
             QCOMPARE(QFileInfo(destination + u'/' + names(destination).section(u' ', 0, 0))
@@ -167,6 +177,10 @@ private Q_SLOTS:
             QCOMPARE(created.result, EncryptionResult::failure(
                                          FinderCommentError::commentTooLong(comment.left(4000))));
             QCOMPARE(readFinderComment(created.backupFile), comment.left(4000));
+            const QString plain = work.filePath(u"plain.zip"_s);
+            QVERIFY(openssl(true, created.backupFile, plain, u"pw"_s));
+            QVERIFY(readAll(plain) ==
+                    readAll(destination + u'/' + names(destination).section(u' ', 0, 0)));
             QCOMPARE(m_log.last(), u"Комментарий слишком длинный и был обрезан."_s);
         }
     }
