@@ -118,13 +118,10 @@ int duplicate(int fd, const std::filesystem::path& display) {
     throw Error::posix(error, display);
 }
 
-/// Opens the folder `parts` beneath `rootfd`, creating missing folders when
-/// `create` is set. No part may be a link.
-int openFolderBeneath(int rootfd, const std::vector<std::string>& parts, bool create,
+/// Opens the folder `parts` beneath `rootfd`, creating missing folders. No
+/// part may be a link.
+int openFolderBeneath(int rootfd, const std::vector<std::string>& parts,
                       const std::filesystem::path& display) {
-    if (parts.empty()) {
-        return duplicate(rootfd, display);
-    }
     std::string joined;
     for (const std::string& part : parts) {
         if (!joined.empty()) {
@@ -144,13 +141,13 @@ int openFolderBeneath(int rootfd, const std::vector<std::string>& parts, bool cr
     if (error == ELOOP || error == EXDEV) {
         throw Error(ArchiveError::uncontainedEntryPath, display);
     }
-    if (error != ENOSYS && error != EAGAIN && !(error == ENOENT && create)) {
+    if (error != ENOSYS && error != EAGAIN && error != ENOENT) {
         throw Error::posix(error, display);
     }
     // Part by part, refusing links at every step.
     Fd current(duplicate(rootfd, display));
     for (const std::string& part : parts) {
-        if (create && mkdirat(current.fd, part.c_str(), 0777) != 0 && errno != EEXIST) {
+        if (mkdirat(current.fd, part.c_str(), 0777) != 0 && errno != EEXIST) {
             throw Error::posix(errno, display);
         }
         const int next =
@@ -192,7 +189,26 @@ ExtractionRoot::ExtractionRoot(const std::filesystem::path& root)
 }
 
 ExtractionRoot::~ExtractionRoot() {
+    if (m_lastFolderFd >= 0) {
+        ::close(m_lastFolderFd);
+    }
     ::close(m_fd);
+}
+
+int ExtractionRoot::folderBeneath(const std::vector<std::string>& parts,
+                                  const std::filesystem::path& display) {
+    if (parts.empty()) {
+        return m_fd;
+    }
+    if (m_lastFolderFd < 0 || parts != m_lastFolderParts) {
+        const int fd = openFolderBeneath(m_fd, parts, display);
+        if (m_lastFolderFd >= 0) {
+            ::close(m_lastFolderFd);
+        }
+        m_lastFolderFd = fd;
+        m_lastFolderParts = parts;
+    }
+    return m_lastFolderFd;
 }
 
 void ExtractionRoot::createDirectories(const QString& relativePath) {
@@ -202,7 +218,7 @@ void ExtractionRoot::createDirectories(const QString& relativePath) {
     if (!split.leaf.empty()) {
         split.parents.push_back(split.leaf);
     }
-    Fd folder(openFolderBeneath(m_fd, split.parents, true, display));
+    folderBeneath(split.parents, display);
 }
 
 void ExtractionRoot::createSymbolicLink(const QString& relativePath, const QByteArray& target) {
@@ -212,8 +228,8 @@ void ExtractionRoot::createSymbolicLink(const QString& relativePath, const QByte
     if (split.leaf.empty()) {
         throw Error(FileError::fileWriteFileExists, display, EEXIST);
     }
-    Fd parent(openFolderBeneath(m_fd, split.parents, true, display));
-    if (symlinkat(target.constData(), parent.fd, split.leaf.c_str()) != 0) {
+    if (symlinkat(target.constData(), folderBeneath(split.parents, display), split.leaf.c_str()) !=
+        0) {
         if (errno == EEXIST) {
             throw Error(FileError::fileWriteFileExists, display, EEXIST);
         }
@@ -244,13 +260,13 @@ uint32_t ExtractionRoot::extractEntry(Archive& archive, const Entry& entry,
         return crc;
     }
 
-    Fd parent(openFolderBeneath(m_fd, split.parents, true, display));
+    const int parentFd = folderBeneath(split.parents, display);
     const char* leaf = split.leaf.c_str();
     struct stat st {};
     switch (type) {
     case EntryType::file: {
         const int fd =
-            openat(parent.fd, leaf, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666);
+            openat(parentFd, leaf, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666);
         if (fd < 0) {
             if (errno == EEXIST) {
                 throw Error(FileError::fileWriteFileExists, display, EEXIST);
@@ -273,12 +289,12 @@ uint32_t ExtractionRoot::extractEntry(Archive& archive, const Entry& entry,
         int folderFd = -1;
         const uint32_t crc = archive.readEntry(
             entry, bufferSize, skipCRC32, progress, [&](std::span<const uint8_t>) {
-                if (mkdirat(parent.fd, leaf, 0777) != 0 && errno != EEXIST) {
+                if (mkdirat(parentFd, leaf, 0777) != 0 && errno != EEXIST) {
                     throw Error::posix(errno, display);
                 }
-                folderFd = openat(parent.fd, leaf, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+                folderFd = openat(parentFd, leaf, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
                 if (folderFd < 0) {
-                    throwOpenFailure(parent.fd, split.leaf, errno, display);
+                    throwOpenFailure(parentFd, split.leaf, errno, display);
                 }
             });
         Fd folder(folderFd);
@@ -286,7 +302,7 @@ uint32_t ExtractionRoot::extractEntry(Archive& archive, const Entry& entry,
         return crc;
     }
     case EntryType::symlink: {
-        if (fstatat(parent.fd, leaf, &st, AT_SYMLINK_NOFOLLOW) == 0) {
+        if (fstatat(parentFd, leaf, &st, AT_SYMLINK_NOFOLLOW) == 0) {
             throw Error(FileError::fileWriteFileExists, display, EEXIST);
         }
         const uint32_t crc = archive.readEntry(
@@ -299,15 +315,15 @@ uint32_t ExtractionRoot::extractEntry(Archive& archive, const Entry& entry,
                     !isContainedLinkTarget(display.parent_path(), text)) {
                     throw Error(ArchiveError::uncontainedSymlink, display);
                 }
-                if (symlinkat(text.c_str(), parent.fd, leaf) != 0) {
+                if (symlinkat(text.c_str(), parentFd, leaf) != 0) {
                     throw Error::posix(errno, display);
                 }
             });
-        if (fstatat(parent.fd, leaf, &st, AT_SYMLINK_NOFOLLOW) != 0) {
+        if (fstatat(parentFd, leaf, &st, AT_SYMLINK_NOFOLLOW) != 0) {
             throw Error::posix(errno, display);
         }
         const struct timespec times[2] = {st.st_atim, {modificationDate, 0}};
-        if (utimensat(parent.fd, leaf, times, AT_SYMLINK_NOFOLLOW) != 0) {
+        if (utimensat(parentFd, leaf, times, AT_SYMLINK_NOFOLLOW) != 0) {
             throw Error::posix(errno, display);
         }
         return crc;

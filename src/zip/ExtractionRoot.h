@@ -38,8 +38,16 @@ public:
     void createSymbolicLink(const QString& relativePath, const QByteArray& target);
 
 private:
+    /// The folder `parts` beneath the root, created where missing, as a
+    /// descriptor owned by this object. The last folder asked for is kept
+    /// open: a restore writes one folder's files one after the other, and
+    /// nothing under the root is ever moved or removed meanwhile.
+    int folderBeneath(const std::vector<std::string>& parts, const std::filesystem::path& display);
+
     std::filesystem::path m_path;
     int m_fd = -1;
+    std::vector<std::string> m_lastFolderParts;
+    int m_lastFolderFd = -1;
 };
 
 } // namespace corvina::zip
