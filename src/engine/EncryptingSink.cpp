@@ -36,7 +36,7 @@ EncryptingSink::~EncryptingSink() {
     m_thread.join();
 }
 
-void EncryptingSink::take(std::vector<uint8_t>& buffer) {
+void EncryptingSink::take(zip::ByteBuffer& buffer) {
     std::unique_lock lock(m_mutex);
     m_changed.wait(lock, [this] { return m_error || m_queued.size() < queueLimit; });
     if (m_error) {
@@ -44,7 +44,7 @@ void EncryptingSink::take(std::vector<uint8_t>& buffer) {
     }
     m_taken += buffer.size();
     m_queued.push_back(std::move(buffer));
-    buffer = std::vector<uint8_t>();
+    buffer = zip::ByteBuffer();
     if (!m_spare.empty()) {
         buffer.swap(m_spare.back());
         m_spare.pop_back();
@@ -77,7 +77,7 @@ EncryptingSink::Outcome EncryptingSink::finish() {
 void EncryptingSink::run() {
     try {
         for (;;) {
-            std::vector<uint8_t> plaintext;
+            zip::ByteBuffer plaintext;
             {
                 std::unique_lock lock(m_mutex);
                 m_changed.wait(lock,
@@ -116,7 +116,7 @@ void EncryptingSink::run() {
     }
 }
 
-void EncryptingSink::encrypt(const std::vector<uint8_t>& plaintext) {
+void EncryptingSink::encrypt(std::span<const uint8_t> plaintext) {
     if (!m_startTime) {
         m_startTime = std::chrono::steady_clock::now();
     }

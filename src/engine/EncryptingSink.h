@@ -34,7 +34,7 @@ public:
 
     /// Queues the bytes; waits while two buffers are queued already. Throws
     /// the first error of the encryption or the writing.
-    void take(std::vector<uint8_t>& buffer) override;
+    void take(zip::ByteBuffer& buffer) override;
     /// Encrypted bytes cannot be rewritten: throws zip::Error.
     void rewrite(uint64_t offset, std::span<const uint8_t> bytes) override;
     /// Only a cut at the current end, which changes nothing, is possible.
@@ -51,7 +51,7 @@ public:
 
 private:
     void run();
-    void encrypt(const std::vector<uint8_t>& plaintext);
+    void encrypt(std::span<const uint8_t> plaintext);
 
     AesCbcStream m_cipher;
     int m_outputFd;
@@ -61,9 +61,9 @@ private:
 
     std::mutex m_mutex;
     std::condition_variable m_changed;
-    std::deque<std::vector<uint8_t>> m_queued;
+    std::deque<zip::ByteBuffer> m_queued;
     /// Emptied buffers, handed back to the packer so that no new ones are made.
-    std::vector<std::vector<uint8_t>> m_spare;
+    std::vector<zip::ByteBuffer> m_spare;
     bool m_finishing = false;
     bool m_abandoned = false;
     bool m_done = false;
@@ -74,7 +74,7 @@ private:
     uint64_t m_encrypted = 0;
     /// Output bytes up to which write-back to the disk has been started.
     uint64_t m_writebackStarted = 0;
-    std::vector<uint8_t> m_output;
+    zip::ByteBuffer m_output;
     std::optional<std::chrono::steady_clock::time_point> m_startTime;
 
     std::thread m_thread;

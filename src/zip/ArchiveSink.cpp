@@ -24,7 +24,7 @@ FileSink::~FileSink() {
     ::close(m_fd);
 }
 
-void FileSink::take(std::vector<uint8_t>& buffer) {
+void FileSink::take(ByteBuffer& buffer) {
     writeFully(m_fd, buffer.data(), buffer.size(), m_path);
     buffer.clear();
 }

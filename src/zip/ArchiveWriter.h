@@ -60,7 +60,7 @@ private:
     std::unique_ptr<FileSink> m_ownSink;
     ArchiveSink& m_sink;
     bool m_failed = false;
-    std::vector<uint8_t> m_buffer;
+    ByteBuffer m_buffer;
     /// Read buffer of the checksum pass, made on first use.
     std::vector<uint8_t> m_scratch;
     uint64_t m_flushed = 0;

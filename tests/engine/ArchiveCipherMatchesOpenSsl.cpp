@@ -70,7 +70,7 @@ private Q_SLOTS:
         for (qsizetype given = 0; given < plain.size();) {
             const qsizetype piece =
                 std::min<qsizetype>(plain.size() - given, 1 + generator.bounded(3000000));
-            std::vector<uint8_t> buffer(plain.begin() + given, plain.begin() + given + piece);
+            zip::ByteBuffer buffer(plain.begin() + given, plain.begin() + given + piece);
             sink.take(buffer);
             QVERIFY(buffer.empty());
             given += piece;
@@ -95,7 +95,7 @@ private Q_SLOTS:
                             "/dev/full");
         const auto feed = [&] {
             for (int i = 0; i < 8; ++i) {
-                std::vector<uint8_t> buffer(1048576, 'x');
+                zip::ByteBuffer buffer(1048576, 'x');
                 sink.take(buffer);
             }
             sink.finish();

@@ -146,7 +146,7 @@ private Q_SLOTS:
         struct Collector : ArchiveSink {
             QByteArray bytes;
             std::function<void()> onTake;
-            void take(std::vector<uint8_t>& buffer) override {
+            void take(ByteBuffer& buffer) override {
                 bytes.append(reinterpret_cast<const char*>(buffer.data()),
                              qsizetype(buffer.size()));
                 buffer.clear();
