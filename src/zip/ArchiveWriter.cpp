@@ -189,17 +189,28 @@ void ArchiveWriter::appendItem(const std::string& entryPath,
                                const std::filesystem::path& fileLocation,
                                CompressionMethod compressionMethod, int64_t bufferSize,
                                Progress* progress) {
+    appendItemAt(entryPath, AT_FDCWD, fileLocation.c_str(), fileLocation, compressionMethod,
+                 bufferSize, progress);
+}
+
+void ArchiveWriter::appendItemAt(const std::string& entryPath, int dirfd, const char* name,
+                                 const std::filesystem::path& fileLocation,
+                                 CompressionMethod compressionMethod, int64_t bufferSize,
+                                 Progress* progress) {
     if (m_failed) {
         throw Error(ArchiveError::unwritableArchive, m_url);
     }
     m_failed = true;
-    const ItemInfo info = inspectItem(AT_FDCWD, fileLocation.c_str(), fileLocation);
+    const ItemInfo info = inspectItem(dirfd, name, fileLocation, false);
     const std::string path =
         info.type == EntryType::directory ? withTrailingSlash(entryPath) : entryPath;
     int fd = -1;
     if (info.type == EntryType::file) {
-        fd = ::open(fileLocation.c_str(), O_RDONLY | O_CLOEXEC);
+        fd = ::openat(dirfd, name, O_RDONLY | O_CLOEXEC);
         if (fd < 0) {
+            if (errno == EACCES) {
+                throw Error(FileError::fileReadNoPermission, fileLocation, errno);
+            }
             // Named after the archive, as the stream-based add does.
             throw Error::posix(errno, m_url);
         }
@@ -237,7 +248,7 @@ void ArchiveWriter::appendItem(const std::string& entryPath,
             }
             break;
         case EntryType::symlink: {
-            const auto target = readLinkTarget(AT_FDCWD, fileLocation.c_str(), fileLocation);
+            const auto target = readLinkTarget(dirfd, name, fileLocation);
             makeRoom(placeholder.size() + target.size());
             append(placeholder);
             append(target);

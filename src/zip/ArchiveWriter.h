@@ -38,6 +38,12 @@ public:
                     CompressionMethod compressionMethod = CompressionMethod::none,
                     int64_t bufferSize = defaultChunkSize, Progress* progress = nullptr);
 
+    /// Adds the item `name` of the folder `dirfd` (AT_FDCWD: `name` is a
+    /// path), which errors name `location`, as appendItem does.
+    void appendItemAt(const std::string& entryPath, int dirfd, const char* name,
+                      const std::filesystem::path& location, CompressionMethod compressionMethod,
+                      int64_t bufferSize, Progress* progress);
+
     /// Writes the central directory and the end records.
     void finish();
 

@@ -9,7 +9,8 @@
 
 namespace corvina::zip {
 
-ItemInfo inspectItem(int dirfd, const char* name, const std::filesystem::path& displayPath) {
+ItemInfo inspectItem(int dirfd, const char* name, const std::filesystem::path& displayPath,
+                     bool checkFileReadable) {
     struct stat st {};
     if (fstatat(dirfd, name, &st, AT_SYMLINK_NOFOLLOW) != 0) {
         throw Error(FileError::fileReadNoSuchFile, displayPath, errno);
@@ -26,7 +27,9 @@ ItemInfo inspectItem(int dirfd, const char* name, const std::filesystem::path& d
         info.type = EntryType::file;
         break;
     }
-    if (info.type != EntryType::symlink && faccessat(dirfd, name, R_OK, 0) != 0) {
+    const bool check =
+        info.type == EntryType::directory || (info.type == EntryType::file && checkFileReadable);
+    if (check && faccessat(dirfd, name, R_OK, 0) != 0) {
         throw Error(FileError::fileReadNoPermission, displayPath, errno);
     }
     info.modificationDate =

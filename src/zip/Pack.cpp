@@ -56,6 +56,38 @@ void listFolder(int dirfd, const std::string& prefix, const std::filesystem::pat
     }
 }
 
+/// The folder of the items being packed, kept open from one item to the
+/// next (a folder's items follow each other): the kernel then looks up one
+/// name per item instead of its whole path. Where the folder can't be
+/// opened, AT_FDCWD and the whole path let the add report what is wrong.
+class FolderCursor {
+public:
+    FolderCursor() = default;
+    ~FolderCursor() {
+        if (m_fd != AT_FDCWD) {
+            ::close(m_fd);
+        }
+    }
+    FolderCursor(const FolderCursor&) = delete;
+    FolderCursor& operator=(const FolderCursor&) = delete;
+
+    int at(const std::filesystem::path& folder) {
+        if (m_fd == AT_FDCWD || folder != m_folder) {
+            if (m_fd != AT_FDCWD) {
+                ::close(m_fd);
+            }
+            const int fd = ::open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+            m_fd = fd < 0 ? AT_FDCWD : fd;
+            m_folder = folder;
+        }
+        return m_fd;
+    }
+
+private:
+    std::filesystem::path m_folder;
+    int m_fd = AT_FDCWD;
+};
+
 /// Units one item stands for in the progress of a pack.
 int64_t unitCount(const std::filesystem::path& location) {
     struct stat st {};
@@ -110,16 +142,20 @@ void packInto(ArchiveWriter& writer, const std::filesystem::path& source, bool k
         }
         progress->setTotalUnitCount(total);
     }
+    FolderCursor cursor;
     for (const std::string& subpath : subpaths) {
         const std::string entryPath = entryPathOf(subpath);
         const std::filesystem::path location = base / entryPath;
+        // The source folder itself, last, is named by its whole path.
+        const int dirfd = location.has_filename() ? cursor.at(location.parent_path()) : AT_FDCWD;
+        const std::string itemName =
+            dirfd == AT_FDCWD ? location.string() : location.filename().string();
+        std::unique_ptr<Progress> child;
         if (progress != nullptr) {
-            const auto child = progress->makeChild(unitCount(location));
-            writer.appendItem(entryPath, location, compressionMethod, defaultChunkSize,
-                              child.get());
-        } else {
-            writer.appendItem(entryPath, location, compressionMethod, defaultChunkSize, nullptr);
+            child = progress->makeChild(unitCount(location));
         }
+        writer.appendItemAt(entryPath, dirfd, itemName.c_str(), location, compressionMethod,
+                            defaultChunkSize, child.get());
     }
     writer.finish();
 }
