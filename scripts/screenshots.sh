@@ -106,7 +106,7 @@ exec bash "$root/scripts/with-keyring.sh" bash -c '
     data="$HOME/Library/Containers/de.halvorn/Data"
     mkdir -p "$data/Pflege" "$HOME/Backups"
     printf "Frau Berger, Zimmer 4" >"$data/Patienten.db"
-    head -c 250000000 /dev/urandom >"$data/Pflege/Scans.bin"
+    head -c 600000000 /dev/urandom >"$data/Pflege/Scans.bin"
     conf="$XDG_CONFIG_HOME/de.Corvina-Backup-Manager/Corvina-Backup-Manager.conf"
     mkdir -p "$(dirname "$conf")"
     if grep -q "^\[General\]" "$conf" 2>/dev/null; then
@@ -130,9 +130,8 @@ exec bash "$root/scripts/with-keyring.sh" bash -c '
     shoot sheet-create.png
     # From the editor, Tab reaches "Abbrechen", then "Erstellen".
     xdotool key Tab Tab space
-    # The pop-up is up while the backup writes its temporary archive.
-    for _ in $(seq 100); do ls "$HOME/Backups"/.Backup_*.zip >/dev/null 2>&1 && break; sleep 0.1; done
-    sleep 1
+    # The pop-up is up while the backup is written, about a second here.
+    sleep 0.4
     shoot working.png
     for _ in $(seq 60); do ls "$HOME/Backups"/*.halvorn >/dev/null 2>&1 && break; sleep 0.5; done
     sleep 1.5
