@@ -279,8 +279,9 @@ void DecryptingReader::store(uint64_t index, Window bytes) {
             std::min_element(m_cache.begin(), m_cache.end(), [](const auto& a, const auto& b) {
                 return a.second.lastUse < b.second.lastUse;
             });
-        // Reused only when no reader still copies from it.
-        if (oldest->second.bytes.use_count() == 1 && m_spare.size() < readAhead) {
+        // Reused only when no reader still copies from it: the buffers are
+        // few, and fresh memory would cost a page fault every 4 KiB.
+        if (oldest->second.bytes.use_count() == 1) {
             m_spare.push_back(std::move(oldest->second.bytes));
         }
         m_cache.erase(oldest);
