@@ -229,6 +229,8 @@ private Q_SLOTS:
                                     : QStringList({".decryptedArchive.zip", "Data"}));
         QCOMPARE(readAll(c + u"/.decryptedArchive.zip"_s) == "earlier run", !unpacked);
         if (unpacked) {
+            QCOMPARE(readAll(c + u"/.decryptedArchive.zip"_s),
+                     readAll(work.filePath(u"plain.zip"_s)));
             QCOMPARE(QFileInfo(c + u"/.decryptedArchive.zip"_s).permissions(),
                      QFile::ReadOwner | QFile::WriteOwner | QFile::ReadUser | QFile::WriteUser);
         }
