@@ -2,13 +2,13 @@
 
 #include "engine/BackupTimestamp.h"
 #include "engine/Cipher.h"
+#include "engine/DecryptingReader.h"
 #include "engine/DiagnosticLog.h"
 #include "engine/EncryptingSink.h"
 #include "engine/EngineSupport.h"
 #include "engine/FileOperations.h"
 #include "engine/FinderComment.h"
 #include "engine/LogText.h"
-#include "engine/StreamingCipher.h"
 #include "zip/Archive.h"
 
 #include <QFile>
@@ -74,9 +74,10 @@ void carryOverComment(const fs::path& existing, int fd) {
 void leavePlainArchive(const fs::path& backupFile, const fs::path& temporaryZip,
                        const ArchiveKey& key, std::span<const uint8_t> iv) {
     try {
-        const FileDescriptor input = openFile(backupFile, O_RDONLY);
-        const FileDescriptor output = openFile(temporaryZip, O_WRONLY | O_CREAT | O_TRUNC, 0600);
-        decryptStream(input.get(), backupFile, output.get(), temporaryZip, key, iv);
+        FileDescriptor input = openFile(backupFile, O_RDONLY);
+        const uint64_t size = fs::file_size(backupFile);
+        DecryptingReader plaintext(std::move(input), backupFile, size, key, iv);
+        writePlaintext(plaintext, temporaryZip);
     } catch (...) {
         diagnosticLog(QStringLiteral("Ошибка при создании зашифрованного архива: ") +
                       describeException(std::current_exception()));

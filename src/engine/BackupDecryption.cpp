@@ -4,7 +4,6 @@
 #include "engine/DiagnosticLog.h"
 #include "engine/EngineSupport.h"
 #include "engine/LogText.h"
-#include "engine/StreamingCipher.h"
 
 #include <algorithm>
 #include <array>
@@ -32,7 +31,7 @@ bool hasAbsurdLinkTarget(const zip::Entry& entry) {
 }
 
 Decryption decryptBackup(const QString& backupFile, const QString& password, const QByteArray& iv,
-                         const fs::path& workFolder, OperationProgress* progress) {
+                         OperationProgress* progress) {
     const auto readFailure = [](const std::exception_ptr& error) {
         diagnosticLog(QStringLiteral("Ошибка: ") + describeException(error));
         return Decryption{
@@ -64,23 +63,24 @@ Decryption decryptBackup(const QString& backupFile, const QString& password, con
                   QStringLiteral(" МБ"));
     diagnosticLog(QStringLiteral("Начало расшифровки данных архива."));
     if (progress != nullptr) {
-        progress->setTotal(2 * static_cast<uint64_t>(status.st_size));
+        progress->setTotal(static_cast<uint64_t>(status.st_size));
     }
 
     Decryption decryption;
-    DecryptionOutcome outcome;
+    std::array<uint8_t, zipSignature.size()> head{};
+    std::size_t headSize = 0;
     try {
-        decryption.plaintext = std::make_unique<UnpublishedFile>(workFolder, 0600);
-        outcome = decryptStream(input.get(), backupPath, decryption.plaintext->fd(),
-                                decryption.plaintext->accessPath(), key, ivBytes(iv), progress);
+        decryption.plaintext = std::make_unique<DecryptingReader>(
+            std::move(input), backupPath, static_cast<uint64_t>(status.st_size), key, ivBytes(iv));
+        diagnosticLog(QStringLiteral("Расшифровка завершена. Размер расшифрованных данных: ") +
+                      QString::number(decryption.plaintext->size()) + QStringLiteral(" байт"));
+        headSize = decryption.plaintext->read(0, head.data(), head.size());
     } catch (...) {
         return readFailure(std::current_exception());
     }
-    diagnosticLog(QStringLiteral("Расшифровка завершена. Размер расшифрованных данных: ") +
-                  QString::number(outcome.plaintextBytes) + QStringLiteral(" байт"));
 
-    if (outcome.headSize != zipSignature.size() ||
-        !std::equal(zipSignature.begin(), zipSignature.end(), outcome.head.begin())) {
+    if (headSize != zipSignature.size() ||
+        !std::equal(zipSignature.begin(), zipSignature.end(), head.begin())) {
         diagnosticLog(
             QStringLiteral("Ошибка: Расшифрованные данные не являются допустимым ZIP-архивом."));
         return {nullptr, EncryptionResult::failure(
@@ -91,7 +91,7 @@ Decryption decryptBackup(const QString& backupFile, const QString& password, con
 
 EntryProgress::EntryProgress(OperationProgress* progress)
     : m_progress(progress)
-    , m_done(progress != nullptr ? progress->snapshot().total / 2 : 0) {}
+    , m_done(0) {}
 
 zip::Progress* EntryProgress::begin() {
     if (m_progress == nullptr) {
@@ -103,7 +103,12 @@ zip::Progress* EntryProgress::begin() {
 
 void EntryProgress::end(const zip::Entry& entry) {
     if (m_progress != nullptr) {
-        m_done += entry.centralDirectoryStructure.effectiveCompressedSize();
+        // The entry's own count ends, and its bytes move into the base: the
+        // value shown may lag for a moment but never runs ahead.
+        m_progress->entry().setCompletedUnitCount(0);
+        const zip::CentralDirectoryStructure& central = entry.centralDirectoryStructure;
+        m_done = std::max(m_done,
+                          central.effectiveLocalHeaderOffset() + central.effectiveCompressedSize());
         m_progress->setDone(m_done);
     }
 }

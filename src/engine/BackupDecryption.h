@@ -1,6 +1,6 @@
 #pragma once
 
-#include "engine/FileOperations.h"
+#include "engine/DecryptingReader.h"
 #include "engine/FinderCommentError.h"
 #include "engine/OperationProgress.h"
 #include "zip/Archive.h"
@@ -8,7 +8,6 @@
 #include <QByteArray>
 #include <QString>
 
-#include <filesystem>
 #include <memory>
 #include <optional>
 
@@ -17,23 +16,22 @@ namespace corvina::engine {
 /// A symbolic link entry whose size field is longer than any link target.
 bool hasAbsurdLinkTarget(const zip::Entry& entry);
 
-/// A backup decrypted into an unpublished file, or the failure to report.
+/// A backup's plaintext, readable while it is decrypted, or the failure to
+/// report.
 struct Decryption {
-    std::unique_ptr<UnpublishedFile> plaintext;
+    std::unique_ptr<DecryptingReader> plaintext;
     std::optional<EncryptionResult> failure;
 };
 
-/// The shared first half of restoring and verifying: derive the key, read and
-/// decrypt the backup into an unpublished file in `workFolder`, and test the
-/// ZIP signature. Nothing is left behind when it fails. `progress`, when
-/// given, counts the decryption as the first half of the work and the
-/// entries' data as the second; see EntryProgress.
+/// The shared first step of restoring and verifying: derive the key, open
+/// the backup, unpad its last block and test the ZIP signature of its first.
+/// Writes nothing. `progress`, when given, gets its total: the backup's
+/// size, which the plaintext's entries count towards; see EntryProgress.
 Decryption decryptBackup(const QString& backupFile, const QString& password, const QByteArray& iv,
-                         const std::filesystem::path& workFolder,
                          OperationProgress* progress = nullptr);
 
-/// Counts the second half of a restore or a check: the entries' data after
-/// the decrypted bytes.
+/// Counts a restore or a check by how far into the plaintext the entries
+/// read so far reach.
 class EntryProgress {
 public:
     explicit EntryProgress(OperationProgress* progress);

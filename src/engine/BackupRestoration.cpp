@@ -146,6 +146,18 @@ void unpackEntries(zip::Archive& archive, zip::ExtractionRoot& root, OperationPr
     }
 }
 
+/// After a failed unpacking or replacing, the decrypted archive is left
+/// beside the data, owner-only, for whoever looks into the failure, as the
+/// temporary ZIP of earlier versions was; the next restore replaces it. Best
+/// effort: the failure stands whatever becomes of this.
+void leavePlaintextBehind(DecryptingReader& plaintext, const fs::path& temporaryZip) {
+    try {
+        writePlaintext(plaintext, temporaryZip);
+    } catch (...) {
+        diagnosticLog(QStringLiteral("Ошибка: ") + describeException(std::current_exception()));
+    }
+}
+
 } // namespace
 
 EncryptionResult restoreArchive(const QString& backupFile, const QString& containerDirectory,
@@ -172,25 +184,18 @@ EncryptionResult restoreArchive(const QString& backupFile, const QString& contai
         return failed();
     }
 
-    Decryption decryption = decryptBackup(backupFile, password, iv, container, progress);
+    Decryption decryption = decryptBackup(backupFile, password, iv, progress);
     if (decryption.failure) {
         return *decryption.failure;
     }
-    try {
-        decryption.plaintext->publish(temporaryZip.filename().string());
-    } catch (...) {
-        diagnosticLog(QStringLiteral("Ошибка: ") + describeException(std::current_exception()));
-        return failed();
-    }
-    decryption.plaintext.reset();
+    DecryptingReader& plaintext = *decryption.plaintext;
+    // The archive is unpacked straight from the backup and reaches the disk
+    // only if the restore fails (leavePlaintextBehind); the line stays, as
+    // the log of a restore has always had it here.
     diagnosticLog(QStringLiteral("Временный расшифрованный архив сохранен: ") +
                   pathText(temporaryZip));
 
     std::error_code error;
-    if (!fs::exists(temporaryZip, error)) {
-        diagnosticLog(QStringLiteral("Ошибка: временный файл не найден."));
-        return failed();
-    }
     std::error_code statusError;
     if (fs::exists(fs::symlink_status(temporaryFolder, statusError))) {
         fs::remove_all(temporaryFolder, error);
@@ -202,17 +207,19 @@ EncryptionResult restoreArchive(const QString& backupFile, const QString& contai
     if (error) {
         diagnosticLog(QStringLiteral("Ошибка создания временной директории: ") +
                       SystemError(error.value(), temporaryFolder).localizedDescription());
+        leavePlaintextBehind(plaintext, temporaryZip);
         return failed();
     }
 
     try {
-        zip::Archive archive(temporaryZip, zip::AccessMode::read);
+        zip::Archive archive(plaintext.openStream(), temporaryZip);
         zip::ExtractionRoot root(temporaryFolder);
         diagnosticLog(QStringLiteral("Архив успешно открыт для чтения. Начало распаковки."));
         unpackEntries(archive, root, progress);
     } catch (...) {
         diagnosticLog(QStringLiteral("Ошибка распаковки архива: ") +
                       describeException(std::current_exception()));
+        leavePlaintextBehind(plaintext, temporaryZip);
         return failed();
     }
     diagnosticLog(QStringLiteral("Распаковка завершена."));
@@ -222,10 +229,12 @@ EncryptionResult restoreArchive(const QString& backupFile, const QString& contai
     } catch (...) {
         diagnosticLog(QStringLiteral("Ошибка замены содержимого директории: ") +
                       describeException(std::current_exception()));
+        leavePlaintextBehind(plaintext, temporaryZip);
         return failed();
     }
     diagnosticLog(QStringLiteral("Данные успешно восстановлены в директорию: ") + pathText(target));
 
+    // An earlier failed run's plain archive goes as well.
     fs::remove(temporaryZip, error);
     if (!error) {
         fs::remove_all(temporaryFolder, error);

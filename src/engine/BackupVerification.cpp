@@ -5,21 +5,18 @@
 #include "engine/EngineSupport.h"
 #include "zip/Archive.h"
 
-#include <QDir>
-
 namespace corvina::engine {
 
 VerificationReport verifyArchive(const QString& backupFile, const QString& password,
                                  const QByteArray& iv, OperationProgress* progress) {
     VerificationReport report;
-    Decryption decryption =
-        decryptBackup(backupFile, password, iv, toPath(QDir::tempPath()), progress);
+    Decryption decryption = decryptBackup(backupFile, password, iv, progress);
     if (decryption.failure) {
         report.result = *decryption.failure;
         return report;
     }
     try {
-        zip::Archive archive(decryption.plaintext->accessPath(), zip::AccessMode::read);
+        zip::Archive archive(decryption.plaintext->openStream(), toPath(backupFile));
         EntryProgress counted(progress);
         for (const zip::Entry& entry : archive.entrySequence()) {
             ++report.entries;

@@ -38,17 +38,6 @@ struct FdCloser {
     }
 };
 
-/// Bytes from the stream position to the end of the file, for capping
-/// buffers whose size comes from a (possibly damaged) record.
-uint64_t remainingInFile(std::FILE* stream) {
-    struct stat st {};
-    const off_t position = ftello(stream);
-    if (position < 0 || fstat(fileno(stream), &st) != 0 || st.st_size <= position) {
-        return 0;
-    }
-    return static_cast<uint64_t>(st.st_size - position);
-}
-
 uint32_t crcOf(uint32_t crc, std::span<const uint8_t> bytes) {
     return continueCrc32(crc, bytes);
 }
@@ -136,14 +125,33 @@ Archive::Archive(const std::filesystem::path& url, AccessMode mode)
         throw Error::posix(errno, url);
     }
     std::setvbuf(m_archiveFile, nullptr, _IOFBF, streamBufferSize);
+    readEndRecords();
+    if (mode != AccessMode::read) {
+        fseeko(m_archiveFile, 0, SEEK_SET);
+    }
+}
+
+Archive::Archive(std::FILE* stream, const std::filesystem::path& url)
+    : m_url(url)
+    , m_accessMode(AccessMode::read)
+    , m_archiveFile(stream) {
+    std::setvbuf(m_archiveFile, nullptr, _IOFBF, streamBufferSize);
+    if (fseeko(m_archiveFile, 0, SEEK_END) != 0 || ftello(m_archiveFile) < 0) {
+        const int code = errno;
+        std::fclose(m_archiveFile);
+        m_archiveFile = nullptr;
+        throw Error(DataError::unreadableFile, url, code);
+    }
+    m_streamSize = static_cast<uint64_t>(ftello(m_archiveFile));
+    readEndRecords();
+}
+
+void Archive::readEndRecords() {
     auto endRecords = findEndRecords(m_archiveFile);
     if (!endRecords) {
         std::fclose(m_archiveFile);
         m_archiveFile = nullptr;
-        throw Error(ArchiveError::missingEndOfCentralDirectoryRecord, url);
-    }
-    if (mode != AccessMode::read) {
-        fseeko(m_archiveFile, 0, SEEK_SET);
+        throw Error(ArchiveError::missingEndOfCentralDirectoryRecord, m_url);
     }
     m_endRecords = std::move(*endRecords);
 }
@@ -238,6 +246,24 @@ std::optional<EndRecords> Archive::findEndRecords(std::FILE* stream) {
 
 // ---------------------------------------------------------------- reading
 
+/// Bytes from the stream position to the end of the file, for capping
+/// buffers whose size comes from a (possibly damaged) record.
+uint64_t Archive::remainingInFile() const {
+    const off_t position = ftello(m_archiveFile);
+    uint64_t size = m_streamSize.value_or(0);
+    struct stat st {};
+    if (!m_streamSize) {
+        if (fstat(fileno(m_archiveFile), &st) != 0) {
+            return 0;
+        }
+        size = static_cast<uint64_t>(st.st_size);
+    }
+    if (position < 0 || size <= static_cast<uint64_t>(position)) {
+        return 0;
+    }
+    return size - static_cast<uint64_t>(position);
+}
+
 void Archive::seekTo(uint64_t offset) {
     if (offset > maxFileOffset ||
         fseeko(m_archiveFile, static_cast<off_t>(offset), SEEK_SET) != 0) {
@@ -249,7 +275,7 @@ std::vector<uint8_t> Archive::readFileChunk(std::size_t count) {
     // A size read from a damaged record must not become an absurd buffer:
     // no read can return more than the file still holds.
     if (count > streamBufferSize) {
-        count = static_cast<std::size_t>(std::min<uint64_t>(count, remainingInFile(m_archiveFile)));
+        count = static_cast<std::size_t>(std::min<uint64_t>(count, remainingInFile()));
     }
     std::vector<uint8_t> bytes(count);
     bytes.resize(freadChecked(m_archiveFile, bytes.data(), count, m_url));
@@ -411,9 +437,8 @@ uint32_t Archive::readEntryData(const Entry& entry, int64_t bufferSize, int64_t 
         }
         // The chunk never needs to exceed what the file still holds: a larger
         // read would return the same bytes.
-        const uint64_t chunk =
-            std::min<uint64_t>({static_cast<uint64_t>(storedChunkSize), size,
-                                std::max<uint64_t>(1, remainingInFile(m_archiveFile))});
+        const uint64_t chunk = std::min<uint64_t>({static_cast<uint64_t>(storedChunkSize), size,
+                                                   std::max<uint64_t>(1, remainingInFile())});
         std::vector<uint8_t> buffer(static_cast<std::size_t>(chunk));
         uint32_t crc = 0;
         for (uint64_t position = 0; position < size;) {

@@ -30,6 +30,10 @@ public:
     /// Opens `url`. `create` makes a new file (mode 0600, failing when the
     /// path exists) holding an empty end record. Throws zip::Error.
     Archive(const std::filesystem::path& url, AccessMode mode);
+    /// Reads the archive from `stream`, a seekable read-only stream of fixed
+    /// length that it takes over and closes (also when this throws); `url`
+    /// names it in errors. Throws zip::Error.
+    Archive(std::FILE* stream, const std::filesystem::path& url);
     ~Archive();
     Archive(const Archive&) = delete;
     Archive& operator=(const Archive&) = delete;
@@ -129,6 +133,8 @@ private:
     std::optional<Entry> readEntryAt(uint64_t position);
     uint32_t readEntryData(const Entry& entry, int64_t bufferSize, int64_t storedChunkSize,
                            bool skipCRC32, Progress* progress, const EntryChunkConsumer& consumer);
+    void readEndRecords();
+    [[nodiscard]] uint64_t remainingInFile() const;
     void seekTo(uint64_t offset);
     void writeFileChunk(std::span<const uint8_t> bytes);
     void writeLargeBuffer(std::span<const uint8_t> bytes, int64_t bufferSize);
@@ -142,7 +148,9 @@ private:
     std::filesystem::path m_url;
     AccessMode m_accessMode;
     std::FILE* m_archiveFile = nullptr;
-    int64_t m_fileSize = 0;
+    /// The length of a stream handed in, which has no descriptor to ask;
+    /// a file opened here is asked each time, as updating makes it grow.
+    std::optional<uint64_t> m_streamSize;
     EndRecords m_endRecords;
 };
 
