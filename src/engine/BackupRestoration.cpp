@@ -129,7 +129,9 @@ void unpackEntries(zip::Archive& archive, zip::ExtractionRoot& root, OperationPr
         case zip::EntryType::file:
             diagnosticLog(QStringLiteral("Тип записи: файл"));
             root.createDirectories(parentOf(relativePath));
-            root.extractEntry(archive, entry, relativePath, zip::defaultChunkSize, false, false,
+            // A restore never compares an entry's checksum with the stored
+            // one, so it does not spend a pass over the data computing it.
+            root.extractEntry(archive, entry, relativePath, zip::defaultChunkSize, true, false,
                               counted.begin());
             diagnosticLog(QStringLiteral("Файл успешно извлечен: ") + pathText(root.path()) +
                           QLatin1Char('/') + relativePath);
