@@ -15,12 +15,12 @@
 #include <QTest>
 
 using namespace corvina::testing;
+using namespace Qt::StringLiterals;
 
 namespace {
 
-const QStringList zipPasswordItem{QStringLiteral("service"),
-                                  QStringLiteral("de.Corvina-Backup-Manager.ZipPassword"),
-                                  QStringLiteral("account"), QStringLiteral("zipPassword")};
+const QStringList zipPasswordItem{u"service"_s, u"de.Corvina-Backup-Manager.ZipPassword"_s,
+                                  u"account"_s, u"zipPassword"_s};
 
 struct Run {
     int exitCode = -1;
@@ -29,31 +29,26 @@ struct Run {
 };
 
 /// One user: a home with the program's settings, the companion's data folder
-/// and a storage folder.
+/// and the storage folder "out".
 struct Home {
     QTemporaryDir dir;
+    Home() { QDir().mkpath(path(u"out"_s)); }
     [[nodiscard]] QString path(const QString& relative = {}) const {
         return relative.isEmpty() ? dir.path() : dir.filePath(relative);
     }
-    [[nodiscard]] QString unitFolder() const {
-        return path(QStringLiteral(".config/systemd/user"));
-    }
-    /// Sets a setting of the program; an empty value removes it.
-    void setSetting(const QString& key, const QString& value) const {
-        QSettings settings(
-            path(QStringLiteral(".config/de.Corvina-Backup-Manager/Corvina-Backup-Manager.conf")),
-            QSettings::IniFormat);
-        if (value.isEmpty()) {
-            settings.remove(key);
-        } else {
-            settings.setValue(key, value);
-        }
+    [[nodiscard]] QString unitFolder() const { return path(u".config/systemd/user"_s); }
+    /// Stores the storage folder as the window does; empty removes it.
+    void setStorage(const QString& folder) const {
+        QSettings settings(path(u".config/de.Corvina-Backup-Manager/Corvina-Backup-Manager.conf"_s),
+                           QSettings::IniFormat);
+        folder.isEmpty() ? settings.remove(u"savedPathKey"_s)
+                         : settings.setValue(u"savedPathKey"_s, folder);
     }
     Run run(const QString& program, const QStringList& arguments) const {
         QProcess process;
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(QStringLiteral("HOME"), path());
-        environment.insert(QStringLiteral("XDG_CONFIG_HOME"), path(QStringLiteral(".config")));
+        environment.insert(u"HOME"_s, path());
+        environment.insert(u"XDG_CONFIG_HOME"_s, path(u".config"_s));
         process.setProcessEnvironment(environment);
         process.start(program, arguments);
         Run result;
@@ -70,9 +65,8 @@ struct Home {
     /// The service's command line as systemd would run it.
     Run service() const {
         const QStringList lines =
-            QString::fromUtf8(readAll(unitFolder() + QStringLiteral("/corvina-backup.service")))
-                .split(u'\n');
-        const QString prefix = QStringLiteral("ExecStart=");
+            QString::fromUtf8(readAll(unitFolder() + u"/corvina-backup.service"_s)).split(u'\n');
+        const QString prefix = u"ExecStart="_s;
         QStringList command =
             QProcess::splitCommand(lines.filter(prefix).value(0).mid(prefix.size()));
         const QString program = command.takeFirst();
@@ -102,11 +96,11 @@ class ScheduledBackupsReachTheUser : public QObject {
 
 private Q_SLOTS:
     void initTestCase() {
-        m_notificationLog = m_scratch.filePath(QStringLiteral("notifications.log"));
+        m_notificationLog = m_scratch.filePath(u"notifications.log"_s);
         m_notifications.start(python(), {"-m", "dbusmock", "--template", "notification_daemon",
                                          "-l", m_notificationLog});
         QTRY_VERIFY_WITH_TIMEOUT(QDBusConnection::sessionBus().interface()->isServiceRegistered(
-                                     QStringLiteral("org.freedesktop.Notifications")),
+                                     u"org.freedesktop.Notifications"_s),
                                  20000);
     }
     void cleanupTestCase() {
@@ -116,32 +110,29 @@ private Q_SLOTS:
 
     void enabledScheduleIsSoundSystemdUnits() {
         Home home;
-        home.setSetting(QStringLiteral("savedPathKey"), home.path(QStringLiteral("out")));
+        home.setStorage(home.path(u"out"_s));
         const Run enabled = home.tool({"schedule", "enable", "--calendar", "Mon..Fri 18:00"});
         QCOMPARE(enabled.exitCode, 0);
         const QString units = home.unitFolder();
-        QVERIFY(QFileInfo(units + QStringLiteral("/timers.target.wants/corvina-backup.timer"))
+        QVERIFY(QFileInfo(units + u"/timers.target.wants/corvina-backup.timer"_s)
                     .canonicalFilePath()
-                    .endsWith(QStringLiteral("/corvina-backup.timer")));
-        QVERIFY(
-            readAll(units + QStringLiteral("/corvina-backup.timer")).contains("Persistent=true"));
-        const Run verified =
-            home.run(QStringLiteral("systemd-analyze"),
-                     {"verify", "--man=no", units + QStringLiteral("/corvina-backup.timer"),
-                      units + QStringLiteral("/corvina-backup.service")});
+                    .endsWith(u"/corvina-backup.timer"_s));
+        QVERIFY(readAll(units + u"/corvina-backup.timer"_s).contains("Persistent=true"));
+        const Run verified = home.run(u"systemd-analyze"_s,
+                                      {"verify", "--man=no", units + u"/corvina-backup.timer"_s,
+                                       units + u"/corvina-backup.service"_s});
         QVERIFY2(verified.exitCode == 0, qPrintable(verified.err));
 
         const QStringList status = home.tool({"schedule", "status"}).out.split(u'\n');
-        QCOMPARE(status.value(0), QStringLiteral("Zeitplan: eingeschaltet (Mon..Fri 18:00)"));
-        QCOMPARE(status.value(1), QStringLiteral("Letzte Sicherung: noch keine"));
-        QVERIFY2(status.value(2).contains(QStringLiteral(" 18:00")), qPrintable(status.value(2)));
+        QCOMPARE(status.value(0), u"Zeitplan: eingeschaltet (Mon..Fri 18:00)"_s);
+        QCOMPARE(status.value(1), u"Letzte Sicherung: noch keine"_s);
+        QVERIFY2(status.value(2).contains(u" 18:00"_s), qPrintable(status.value(2)));
 
         QCOMPARE(home.tool({"schedule", "disable"}).exitCode, 0);
         QVERIFY(QDir(units).entryList(QDir::Files).isEmpty());
-        QVERIFY(!QFileInfo::exists(units +
-                                   QStringLiteral("/timers.target.wants/corvina-backup.timer")));
+        QVERIFY(!QFileInfo::exists(units + u"/timers.target.wants/corvina-backup.timer"_s));
         QCOMPARE(home.tool({"schedule", "status"}).out.split(u'\n').value(0),
-                 QStringLiteral("Zeitplan: ausgeschaltet"));
+                 u"Zeitplan: ausgeschaltet"_s);
     }
 
     void badScheduleIsRefused_data() {
@@ -159,10 +150,10 @@ private Q_SLOTS:
         QFETCH(int, exitCode);
         Home home;
         if (storageStored) {
-            home.setSetting(QStringLiteral("savedPathKey"), home.path());
+            home.setStorage(home.path());
         }
         QCOMPARE(home.tool(QStringList{"schedule", "enable"} + arguments).exitCode, exitCode);
-        QVERIFY(!QFileInfo::exists(home.unitFolder() + QStringLiteral("/corvina-backup.timer")));
+        QVERIFY(!QFileInfo::exists(home.unitFolder() + u"/corvina-backup.timer"_s));
     }
 
     // The run the timer starts uses the keyring's password and the comment
@@ -170,28 +161,25 @@ private Q_SLOTS:
     void scheduledRunBacksUpWithKeyringPassword() {
         Home home;
         QVERIFY(secret_tool::store(zipPasswordItem, "Schlüssel"));
-        writeFile(home.path(QStringLiteral("Library/Containers/de.halvorn/Data/akte.txt")), "Akte");
-        QDir().mkpath(home.path(QStringLiteral("out")));
-        home.setSetting(QStringLiteral("savedPathKey"), home.path(QStringLiteral("out")));
+        writeFile(home.path(u"Library/Containers/de.halvorn/Data/akte.txt"_s), "Akte");
+        home.setStorage(home.path(u"out"_s));
         QCOMPARE(home.tool({"schedule", "enable", "--comment", "Nächtlich"}).exitCode, 0);
 
         const Run run = home.service();
         secret_tool::clear(zipPasswordItem);
         QCOMPARE(run.exitCode, 0);
         const QString backup = lastLine(run.out);
-        QVERIFY2(backup.startsWith(home.path(QStringLiteral("out/Backup_"))), qPrintable(run.out));
-        QVERIFY(openssl(true, backup, home.path(QStringLiteral("plain.zip")),
-                        QStringLiteral("Schlüssel")));
-        QVERIFY(home.tool({"schedule", "status"})
-                    .out.contains(QStringLiteral(", erfolgreich: ") + backup + u'\n'));
+        QVERIFY2(backup.startsWith(home.path(u"out/Backup_"_s)), qPrintable(run.out));
+        QVERIFY(openssl(true, backup, home.path(u"plain.zip"_s), u"Schlüssel"_s));
+        QVERIFY(
+            home.tool({"schedule", "status"}).out.contains(u", erfolgreich: "_s + backup + u'\n'));
 
         const QJsonArray listed =
             QJsonDocument::fromJson(home.tool({"list", "--json"}).out.toUtf8()).array();
         QCOMPARE(listed.size(), 1);
-        QCOMPARE(listed.at(0)[QStringLiteral("path")].toString(), backup);
-        QCOMPARE(listed.at(0)[QStringLiteral("comment")].toString(), QStringLiteral("Nächtlich"));
-        QVERIFY(QDateTime::fromString(listed.at(0)[QStringLiteral("date")].toString(), Qt::ISODate)
-                    .isValid());
+        QCOMPARE(listed.at(0)[u"path"_s].toString(), backup);
+        QCOMPARE(listed.at(0)[u"comment"_s].toString(), u"Nächtlich"_s);
+        QVERIFY(QDateTime::fromString(listed.at(0)[u"date"_s].toString(), Qt::ISODate).isValid());
     }
 
     void failedRunReachesJournalAndDesktop_data() {
@@ -199,35 +187,30 @@ private Q_SLOTS:
         QTest::addColumn<bool>("passwordAtEnable");
         QTest::addColumn<QString>("reason");
         QTest::newRow("no storage folder")
-            << QString() << false
-            << QStringLiteral("Es ist kein Speicherordner für Sicherungen festgelegt.");
+            << QString() << false << u"Es ist kein Speicherordner für Sicherungen festgelegt."_s;
         QTest::newRow("storage folder gone")
-            << QStringLiteral("weg") << false << QStringLiteral("/weg“ ist nicht erreichbar.");
+            << u"weg"_s << false << u"/weg“ ist nicht erreichbar."_s;
         QTest::newRow("keyring password gone since enable")
-            << QStringLiteral("out") << true
-            << QStringLiteral("Das Archivpasswort ist nicht im Schlüsselbund");
+            << u"out"_s << true << u"Das Archivpasswort ist nicht im Schlüsselbund"_s;
     }
     void failedRunReachesJournalAndDesktop() {
         QFETCH(QString, storage);
         QFETCH(bool, passwordAtEnable);
         QFETCH(QString, reason);
         Home home;
-        QDir().mkpath(home.path(QStringLiteral("out")));
-        home.setSetting(QStringLiteral("savedPathKey"), home.path(QStringLiteral("out")));
+        home.setStorage(home.path(u"out"_s));
         if (passwordAtEnable) {
             QVERIFY(secret_tool::store(zipPasswordItem, "Schlüssel"));
         }
         QCOMPARE(home.tool({"schedule", "enable"}).exitCode, 0);
         secret_tool::clear(zipPasswordItem);
-        home.setSetting(QStringLiteral("savedPathKey"),
-                        storage.isEmpty() ? QString() : home.path(storage));
+        home.setStorage(storage.isEmpty() ? QString() : home.path(storage));
 
         const Run run = home.service();
         QCOMPARE(run.exitCode, 1);
         QVERIFY2(run.err.contains(reason), qPrintable(run.err));
         QTRY_VERIFY2(notified(reason), qPrintable(readAll(m_notificationLog)));
-        QVERIFY(
-            home.tool({"schedule", "status"}).out.contains(QStringLiteral(", fehlgeschlagen: ")));
+        QVERIFY(home.tool({"schedule", "status"}).out.contains(u", fehlgeschlagen: "_s));
     }
 };
 

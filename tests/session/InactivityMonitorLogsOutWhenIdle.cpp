@@ -116,7 +116,6 @@ private Q_SLOTS:
     // Written by one process, read by the next: "enabled interval remaining".
     void settingsSurviveARestart_data() {
         QTest::addColumn<QStringList>("values");
-        QTest::newRow("on, 30 min") << QStringList{"true", "1800"};
         QTest::newRow("off, 2 min") << QStringList{"false", "120"};
         QTest::newRow("on, fraction") << QStringList{"true", "0.3"};
     }
@@ -133,8 +132,6 @@ private Q_SLOTS:
         QTest::addColumn<QByteArray>("expected");
         QTest::newRow("nothing stored") << QVariant() << QVariant() << QByteArray("false 600 600");
         QTest::newRow("text") << QVariant("yes") << QVariant("soon") << QByteArray("false 600 600");
-        QTest::newRow("list") << QVariant(QStringList{"true", "x"})
-                              << QVariant(QStringList{"1", "2"}) << QByteArray("false 600 600");
         QTest::newRow("negative") << QVariant("1") << QVariant("-5") << QByteArray("false 600 600");
         QTest::newRow("zero") << QVariant("true") << QVariant(0) << QByteArray("true 600 600");
         QTest::newRow("not a number")

@@ -79,13 +79,6 @@ private Q_SLOTS:
         QCOMPARE(store.keychain.readString(u"key"_s), std::optional<QString>(text));
     }
 
-    void bytesRoundTripUnchanged() {
-        const QByteArray bytes("\x00\x01\xff\xfe\x80 tail", 11);
-        const Keychain keychain(service());
-        keychain.writeData(bytes, u"key"_s);
-        QCOMPARE(keychain.readData(u"key"_s), std::optional<QByteArray>(bytes));
-    }
-
     // A write changes the items already there in place, whoever wrote them:
     // every matching one when another program left two.
     void writeUpdatesTheExistingItems_data() {
@@ -173,10 +166,7 @@ private Q_SLOTS:
         QTest::newRow("absent") << QByteArray() << false;
         QTest::newRow("true") << QByteArray("true") << true;
         QTest::newRow("True") << QByteArray("True") << false;
-        QTest::newRow("false") << QByteArray("false") << false;
         QTest::newRow("true with newline") << QByteArray("true\n") << false;
-        QTest::newRow("1") << QByteArray("1") << false;
-        QTest::newRow("no UTF-8") << QByteArray("\xfftrue") << false;
     }
     void flagIsTrueOnlyForExactTrue() {
         QFETCH(QByteArray, stored);
@@ -199,31 +189,6 @@ private Q_SLOTS:
         QVERIFY(!Keychain::readFlag(flagKey()));
         // The flag item carries no service attribute.
         QCOMPARE(secret_tool::lookup(QStringList{u"service"_s, service()}).exitCode, 1);
-    }
-
-    // Removing the flag's key through a service's Keychain misses the flag,
-    // which has no service; only writeFlag changes it.
-    void serviceScopedRemovalLeavesTheFlag() {
-        Keychain::writeFlag(flagKey(), true);
-        Keychain(service()).removeItem(flagKey());
-        QVERIFY(Keychain::readFlag(flagKey()));
-        QCOMPARE(secret_tool::itemPaths(flagAttributes(flagKey())).size(), 1);
-    }
-
-    // The flag's query names the account alone: a password item of any
-    // service with that account answers it, and writing the flag replaces it.
-    void flagQueryMatchesByAccountAlone() {
-        Keychain(service()).writeString(u"true"_s, flagKey());
-        QVERIFY(Keychain::readFlag(flagKey()));
-
-        Keychain::writeFlag(flagKey(), false);
-        QCOMPARE(Keychain(service()).readString(flagKey()), std::nullopt);
-        QCOMPARE(secret_tool::itemPaths(flagAttributes(flagKey())).size(), 1);
-    }
-
-    void emptyServiceFallsBackOnBundleIdentifier() {
-        QCOMPARE(KeychainService(QString()).keychain.options.service,
-                 u"de.Corvina-Backup-Manager"_s);
     }
 
     // Callers may sit on any thread; each call runs its own conversation.
@@ -255,17 +220,6 @@ private Q_SLOTS:
             const auto attributes = itemAttributes(service(), u"key%1"_s.arg(t));
             QCOMPARE(secret_tool::itemPaths(attributes).size(), 1);
         }
-    }
-
-    // The published codes and texts are a table; what is decided here is
-    // the generic path for a case without a code and for an unknown code.
-    void casesWithoutCodeTakeTheGenericPath() {
-        const Status withoutCode(Status::timestampRevocationNotification);
-        QCOMPARE(withoutCode.code(), -99999);
-        QCOMPARE(withoutCode.description(), u"Unexpected error has occurred."_s);
-        QCOMPARE(Status::fromCode(-99999), Status(Status::unexpectedError));
-        QCOMPARE(Status::fromCode(12345), Status(Status::unexpectedError));
-        QCOMPARE(Status::fromCode(-25300), Status(Status::itemNotFound));
     }
 };
 

@@ -90,32 +90,6 @@ private Q_SLOTS:
         QCOMPARE(editor.warningText().has_value(), error.isEmpty());
     }
 
-    // Old backups need the old archive password: replacing it takes a "yes".
-    void archivePasswordIsReplacedOnlyAfterTheOverride() {
-        const PasswordModel model = PasswordModel::zipPassword();
-        store(model, u"Alt1"_s);
-        PasswordViewModel editor(model);
-        QCOMPARE(editor.mainButtonTitle(), u"Passwort ändern"_s);
-        editor.setShowTextFields(true);
-        editor.setPassword1(u"Neu2"_s);
-        editor.setPassword2(u"Neu2"_s);
-
-        editor.submit();
-        QCOMPARE(editor.validationErrorVariant().toMap().value(u"title"_s).toString(),
-                 u"Warnung"_s);
-        QVERIFY(editor.showTextFields());
-        editor.dismissError();
-        QVERIFY(!editor.validationError());
-        QCOMPARE(stored(model), u"Alt1"_s);
-
-        editor.submit();
-        editor.confirmOverride();
-        QVERIFY(!editor.validationError());
-        QVERIFY(!editor.showTextFields());
-        QCOMPARE(stored(model), u"Neu2"_s);
-        QCOMPARE(editor.warningText(), PasswordViewModel::savedText);
-    }
-
     void masterPasswordIsOverwrittenWithoutAQuestion() {
         const PasswordModel model = PasswordModel::masterPassword();
         PasswordViewModel editor(model);
@@ -171,20 +145,6 @@ private Q_SLOTS:
         QVERIFY(!editor.isTouchID());
         QCOMPARE(editor.warningText(), PasswordViewModel::removedText);
         QCOMPARE(editor.mainButtonTitle(), u"Passwort erstellen"_s);
-    }
-
-    // The picker's choice reaches the running monitor and the stored setting
-    // that a later monitor starts with.
-    void timeoutReachesTheMonitorAndTheSettings() {
-        InactivityMonitor monitor;
-        PasswordViewModel editor(PasswordModel::masterPassword());
-        QCOMPARE(editor.logoutTimeout(), 5.0);
-        editor.setMonitor(&monitor);
-        editor.setLogoutTimeout(editor.timeOptions().at(12).toMap().value(u"seconds"_s).toDouble());
-        QCOMPARE(monitor.timeoutInterval(), 3600.0);
-        QSettings().sync();
-        InactivityMonitor next;
-        QCOMPARE(next.timeoutInterval(), 3600.0);
     }
 };
 

@@ -121,7 +121,6 @@ public:
         if (!press(QAccessible::EditableText, fieldName)) {
             return false;
         }
-        // Whatever the field holds is replaced.
         QTest::keyClick(m_window, Qt::Key_A, Qt::ControlModifier);
         for (const QChar character : text) {
             QTest::keyClick(m_window, character.toLatin1());

@@ -97,10 +97,6 @@ void TestWorld::startCompanion() {
     Q_EMIT companionRunningChanged();
 }
 
-bool TestWorld::dataFolderExists() {
-    return QFileInfo::exists(dataFolder());
-}
-
 bool TestWorld::isCompanionRunning() const {
     return m_companion && m_companion->state() != QProcess::NotRunning;
 }

@@ -42,7 +42,6 @@ public:
     /// Starts a process that passes for the companion application.
     Q_INVOKABLE void startCompanion();
     [[nodiscard]] bool isCompanionRunning() const;
-    Q_INVOKABLE [[nodiscard]] static bool dataFolderExists();
 
 Q_SIGNALS:
     void companionRunningChanged();

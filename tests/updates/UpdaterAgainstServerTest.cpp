@@ -19,13 +19,14 @@
 #include <sys/stat.h>
 
 using namespace corvina;
+using namespace Qt::StringLiterals;
 using corvina::test::TestHttpServer;
 
 namespace {
 
 QByteArray runOpenssl(const QStringList& arguments) {
     QProcess openssl;
-    openssl.start(QStringLiteral("openssl"), arguments);
+    openssl.start(u"openssl"_s, arguments);
     if (!openssl.waitForFinished(20000) || openssl.exitCode() != 0) {
         qFatal("openssl %s failed", qPrintable(arguments.join(u' ')));
     }
@@ -38,7 +39,7 @@ struct SigningKey {
     QString publicKey;
 
     SigningKey(const QString& folder, const QString& name)
-        : pem(folder + u'/' + name + QStringLiteral(".pem")) {
+        : pem(folder + u'/' + name + u".pem"_s) {
         runOpenssl({"genpkey", "-algorithm", "ed25519", "-out", pem});
         // The DER public key ends in the 32 raw bytes.
         const QByteArray der = runOpenssl({"pkey", "-in", pem, "-pubout", "-outform", "DER"});
@@ -82,15 +83,23 @@ class UpdaterAgainstServerTest : public QObject {
     std::unique_ptr<TestHttpServer> m_server;
     QStringList m_log;
 
-    Updater* makeUpdater(QObject* parent, const QString& appImage, const QString& key) {
+    std::unique_ptr<Updater> makeUpdater(const QString& appImage, const QString& key) {
         UpdaterConfiguration config;
-        config.feedUrl = m_server->url(QStringLiteral("/appcast.xml"));
+        config.feedUrl = m_server->url(u"/appcast.xml"_s);
         config.publicKey = key;
-        config.bundleVersion = QStringLiteral("5");
-        config.shortVersion = QStringLiteral("1.5");
-        config.systemVersion = QStringLiteral("6.1");
+        config.bundleVersion = u"5"_s;
+        config.shortVersion = u"1.5"_s;
+        config.systemVersion = u"6.1"_s;
         config.appImagePath = appImage;
-        return new Updater(config, parent);
+        return std::make_unique<Updater>(config);
+    }
+
+    [[nodiscard]] QUrl fileUrl() const { return m_server->url(u"/new.AppImage"_s); }
+
+    // The feed offers `version` of the new program, signed with the release key.
+    void offerSigned(const QString& version) {
+        m_server->serve(u"/appcast.xml"_s, {appcast(version, fileUrl(), m_newProgram.size(),
+                                                    m_key->sign(m_newProgramFile))});
     }
 
     [[nodiscard]] QByteArray appImageBytes() const {
@@ -102,19 +111,19 @@ private Q_SLOTS:
     void initTestCase() {
         QVERIFY(m_dir.isValid());
         applyApplicationIdentity();
-        m_key.emplace(m_dir.path(), QStringLiteral("release"));
-        m_otherKey.emplace(m_dir.path(), QStringLiteral("stranger"));
+        m_key.emplace(m_dir.path(), u"release"_s);
+        m_otherKey.emplace(m_dir.path(), u"stranger"_s);
         // A program of several network packets, with every byte value.
         for (int i = 0; i < 300000; ++i) {
             m_newProgram.append(static_cast<char>(static_cast<qint64>(i) * 7919 % 251));
         }
-        m_newProgramFile = m_dir.filePath(QStringLiteral("new.AppImage"));
+        m_newProgramFile = m_dir.filePath(u"new.AppImage"_s);
         QFile file(m_newProgramFile);
         QVERIFY(file.open(QIODevice::WriteOnly));
         file.write(m_newProgram);
         file.close();
         // Downloads go to the temporary folder: this one, so that leftovers show.
-        m_tmp = m_dir.filePath(QStringLiteral("tmp"));
+        m_tmp = m_dir.filePath(u"tmp"_s);
         QVERIFY(QDir().mkpath(m_tmp));
         qputenv("TMPDIR", m_tmp.toLocal8Bit());
     }
@@ -123,7 +132,7 @@ private Q_SLOTS:
         QSettings().clear();
         m_server = std::make_unique<TestHttpServer>();
         QVERIFY(m_server->isListening());
-        m_appImage = m_dir.filePath(QStringLiteral("Corvina.AppImage"));
+        m_appImage = m_dir.filePath(u"Corvina.AppImage"_s);
         QFile::remove(m_appImage);
         QFile file(m_appImage);
         QVERIFY(file.open(QIODevice::WriteOnly));
@@ -138,64 +147,54 @@ private Q_SLOTS:
         // No download leaves anything behind, once the event loop ran.
         QTRY_COMPARE(QDir(m_tmp).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden),
                      QStringList());
-        QCOMPARE(QDir(m_dir.path()).entryList({QStringLiteral(".*update*")}, QDir::Hidden),
-                 QStringList());
+        QCOMPARE(QDir(m_dir.path()).entryList({u".*update*"_s}, QDir::Hidden), QStringList());
     }
 
     // A newer version lights the badge; a check that then finds nothing
     // (the build caught up) puts it out again.
     void backgroundCheckTellsTheDelegate() {
-        QObject owner;
-        Updater* updater = makeUpdater(&owner, m_appImage, m_key->publicKey);
+        const auto updater = makeUpdater(m_appImage, m_key->publicKey);
         SparkleUpdaterDelegate delegate;
         updater->setDelegate(&delegate);
-        const QUrl file = m_server->url(QStringLiteral("/new.AppImage"));
-        m_server->serve(QStringLiteral("/appcast.xml"),
-                        {appcast("6", file, m_newProgram.size(), m_key->sign(m_newProgramFile))});
+        offerSigned(u"6"_s);
 
         updater->checkForUpdatesInBackground();
         QVERIFY(!updater->canCheckForUpdates());
         QTRY_VERIFY(delegate.isUpdateAvailable());
         QCOMPARE(delegate.availableUpdateVersion(), "1.6");
-        QVERIFY(m_log.contains(QStringLiteral("Найдено обновление: 6")));
+        QVERIFY(m_log.contains(u"Найдено обновление: 6"_s));
         QCOMPARE(updater->userDriver()->stage(), UpdateUserDriver::Stage::updateFound);
         updater->userDriver()->remindLater();
         QVERIFY(updater->canCheckForUpdates());
 
-        m_server->serve(QStringLiteral("/appcast.xml"),
-                        {appcast("5", file, m_newProgram.size(), m_key->sign(m_newProgramFile))});
+        offerSigned(u"5"_s);
         updater->checkForUpdatesInBackground();
         QTRY_VERIFY(!delegate.isUpdateAvailable());
         QCOMPARE(delegate.availableUpdateVersion(), QString());
-        QVERIFY(m_log.contains(QStringLiteral("Обновлений не найдено.")));
+        QVERIFY(m_log.contains(u"Обновлений не найдено."_s));
         // Silent: no dialog after a background check that found nothing.
         QCOMPARE(updater->userDriver()->stage(), UpdateUserDriver::Stage::idle);
-        QCOMPARE(m_server->requests(QStringLiteral("/new.AppImage")), 0);
+        QCOMPARE(m_server->requests(u"/new.AppImage"_s), 0);
     }
 
     void userCheckSaysWhenThereIsNothingAndSkipsOnRequest() {
-        QObject owner;
-        Updater* updater = makeUpdater(&owner, m_appImage, m_key->publicKey);
-        m_server->serve(QStringLiteral("/appcast.xml"),
-                        {appcast("6", m_server->url(QStringLiteral("/new.AppImage")), 1, "x")});
+        const auto updater = makeUpdater(m_appImage, m_key->publicKey);
+        m_server->serve(u"/appcast.xml"_s, {appcast("6", fileUrl(), 1, "x")});
         updater->checkForUpdates();
         QTRY_COMPARE(updater->userDriver()->stage(), UpdateUserDriver::Stage::updateFound);
         updater->userDriver()->skipThisVersion();
-        QCOMPARE(QSettings().value(QStringLiteral("SUSkippedVersion")).toString(), "6");
+        QCOMPARE(QSettings().value(u"SUSkippedVersion"_s).toString(), "6");
 
         updater->checkForUpdates();
         QTRY_COMPARE(updater->userDriver()->stage(), UpdateUserDriver::Stage::noUpdateFound);
     }
 
     void verifiedUpdateReplacesTheAppImage() {
-        QObject owner;
-        Updater* updater = makeUpdater(&owner, m_appImage, m_key->publicKey);
+        const auto updater = makeUpdater(m_appImage, m_key->publicKey);
         QString restartedWith;
         updater->setRestarter([&restartedWith](const QString& path) { restartedWith = path; });
-        m_server->serve(QStringLiteral("/new.AppImage"), {m_newProgram});
-        m_server->serve(QStringLiteral("/appcast.xml"),
-                        {appcast("6", m_server->url(QStringLiteral("/new.AppImage")),
-                                 m_newProgram.size(), m_key->sign(m_newProgramFile))});
+        m_server->serve(u"/new.AppImage"_s, {m_newProgram});
+        offerSigned(u"6"_s);
         updater->checkForUpdates();
         QTRY_COMPARE(updater->userDriver()->stage(), UpdateUserDriver::Stage::updateFound);
         updater->userDriver()->installUpdate();
@@ -214,38 +213,29 @@ private Q_SLOTS:
     void nothingUnverifiedIsInstalled_data() {
         QTest::addColumn<QString>("fault");
         QTest::addColumn<QString>("message");
-        QTest::newRow("file altered after signing") << "altered"
-                                                    << "Signatur des Updates ist ungültig";
-        QTest::newRow("signed by another key") << "other key"
-                                               << "Signatur des Updates ist ungültig";
-        QTest::newRow("no signature") << "unsigned"
-                                      << "nicht signiert";
-        QTest::newRow("signature not base64 of 64 bytes") << "malformed"
-                                                          << "fehlerhaft";
-        QTest::newRow("build without a key") << "no key"
-                                             << "keinen Schlüssel";
-        QTest::newRow("transfer broken off") << "truncated"
-                                             << "Größe";
-        QTest::newRow("longer than announced") << "too long"
-                                               << "Größe";
-        QTest::newRow("file missing") << "404"
-                                      << "HTTP 404";
-        QTest::newRow("server unreachable") << "unreachable"
-                                            << "nicht erreichbar";
-        QTest::newRow("plain http elsewhere") << "insecure"
-                                              << "nur über https";
+        QTest::newRow("file altered after signing")
+            << u"altered"_s << u"Signatur des Updates ist ungültig"_s;
+        QTest::newRow("signed by another key")
+            << u"other key"_s << u"Signatur des Updates ist ungültig"_s;
+        QTest::newRow("no signature") << u"unsigned"_s << u"nicht signiert"_s;
+        QTest::newRow("signature not base64 of 64 bytes") << u"malformed"_s << u"fehlerhaft"_s;
+        QTest::newRow("build without a key") << u"no key"_s << u"keinen Schlüssel"_s;
+        QTest::newRow("transfer broken off") << u"truncated"_s << u"Größe"_s;
+        QTest::newRow("longer than announced") << u"too long"_s << u"Größe"_s;
+        QTest::newRow("file missing") << u"404"_s << u"HTTP 404"_s;
+        QTest::newRow("server unreachable") << u"unreachable"_s << u"nicht erreichbar"_s;
+        QTest::newRow("plain http elsewhere") << u"insecure"_s << u"nur über https"_s;
     }
     void nothingUnverifiedIsInstalled() {
         QFETCH(QString, fault);
         QFETCH(QString, message);
-        QObject owner;
-        Updater* updater =
-            makeUpdater(&owner, m_appImage, fault == u"no key" ? QString() : m_key->publicKey);
+        const auto updater =
+            makeUpdater(m_appImage, fault == u"no key" ? QString() : m_key->publicKey);
         QByteArray served = m_newProgram;
         qsizetype cutAfter = -1;
         qint64 length = m_newProgram.size();
         QString signature = (fault == u"other key" ? *m_otherKey : *m_key).sign(m_newProgramFile);
-        QUrl url = m_server->url(QStringLiteral("/new.AppImage"));
+        QUrl url = fileUrl();
         if (fault == u"altered") {
             served[1000] = static_cast<char>(served[1000] ^ 1);
         } else if (fault == u"unsigned") {
@@ -257,12 +247,12 @@ private Q_SLOTS:
         } else if (fault == u"too long") {
             length -= 10;
         } else if (fault == u"404") {
-            url = m_server->url(QStringLiteral("/gone.AppImage"));
+            url = m_server->url(u"/gone.AppImage"_s);
         } else if (fault == u"insecure") {
-            url = QUrl(QStringLiteral("http://example.org/new.AppImage"));
+            url = QUrl(u"http://example.org/new.AppImage"_s);
         }
-        m_server->serve(QStringLiteral("/new.AppImage"), {served, 200, cutAfter});
-        m_server->serve(QStringLiteral("/appcast.xml"), {appcast("6", url, length, signature)});
+        m_server->serve(u"/new.AppImage"_s, {served, 200, cutAfter});
+        m_server->serve(u"/appcast.xml"_s, {appcast("6", url, length, signature)});
         updater->checkForUpdates();
         QTRY_COMPARE(updater->userDriver()->stage(), UpdateUserDriver::Stage::updateFound);
         if (fault == u"unreachable") {
@@ -279,23 +269,19 @@ private Q_SLOTS:
     void userCheckReportsAFeedThatCannotBeRead_data() {
         QTest::addColumn<QString>("feed");
         QTest::addColumn<QString>("message");
-        QTest::newRow("server unreachable") << "unreachable"
-                                            << "nicht erreichbar";
-        QTest::newRow("not an appcast") << "html"
-                                        << "fehlerhaft";
-        QTest::newRow("plain http to another host") << "http://example.org/a.xml"
-                                                    << "https";
+        QTest::newRow("server unreachable") << u"unreachable"_s << u"nicht erreichbar"_s;
+        QTest::newRow("not an appcast") << u"html"_s << u"fehlerhaft"_s;
+        QTest::newRow("plain http to another host") << u"http://example.org/a.xml"_s << u"https"_s;
     }
     void userCheckReportsAFeedThatCannotBeRead() {
         QFETCH(QString, feed);
         QFETCH(QString, message);
-        QObject owner;
-        Updater* updater = makeUpdater(&owner, m_appImage, m_key->publicKey);
-        m_server->serve(QStringLiteral("/appcast.xml"), {"<html><body>Wartung</body></html>"});
+        const auto updater = makeUpdater(m_appImage, m_key->publicKey);
+        m_server->serve(u"/appcast.xml"_s, {"<html><body>Wartung</body></html>"});
         if (feed == u"unreachable") {
             m_server->close();
         } else if (feed != u"html") {
-            QSettings().setValue(QStringLiteral("SUFeedURL"), feed);
+            QSettings().setValue(u"SUFeedURL"_s, feed);
         }
         updater->checkForUpdates();
         QTRY_COMPARE(updater->userDriver()->stage(), UpdateUserDriver::Stage::failed);
@@ -306,19 +292,16 @@ private Q_SLOTS:
     // Installed by a package manager: the program opens the download page
     // and leaves itself alone.
     void packageInstallationOpensTheDownloadPage() {
-        QObject owner;
-        Updater* updater = makeUpdater(&owner, QString(), m_key->publicKey);
+        const auto updater = makeUpdater(QString(), m_key->publicKey);
         QList<QUrl> opened;
         updater->setUrlOpener([&opened](const QUrl& url) { opened.append(url); });
-        m_server->serve(QStringLiteral("/appcast.xml"),
-                        {appcast("6", m_server->url(QStringLiteral("/new.AppImage")),
-                                 m_newProgram.size(), m_key->sign(m_newProgramFile))});
+        offerSigned(u"6"_s);
         updater->checkForUpdates();
         QTRY_COMPARE(updater->userDriver()->stage(), UpdateUserDriver::Stage::updateFound);
         QVERIFY(!updater->userDriver()->installsInPlace());
         updater->userDriver()->installUpdate();
-        QCOMPARE(opened, QList<QUrl>{QUrl(QStringLiteral("https://example.org/download"))});
-        QCOMPARE(m_server->requests(QStringLiteral("/new.AppImage")), 0);
+        QCOMPARE(opened, QList<QUrl>{QUrl(u"https://example.org/download"_s)});
+        QCOMPARE(m_server->requests(u"/new.AppImage"_s), 0);
         QVERIFY(appImageBytes() == oldProgram);
     }
 };

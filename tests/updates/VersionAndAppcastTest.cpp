@@ -6,6 +6,7 @@
 #include <QTest>
 
 using namespace corvina;
+using namespace Qt::StringLiterals;
 
 class VersionAndAppcastTest : public QObject {
     Q_OBJECT
@@ -14,20 +15,14 @@ private Q_SLOTS:
     void versionsCompareTheStandardWay_data() {
         QTest::addColumn<QString>("older");
         QTest::addColumn<QString>("newer");
-        QTest::newRow("numbers, not text") << "1.2.9"
-                                           << "1.2.10";
-        QTest::newRow("beta before release") << "1.0b3"
-                                             << "1.0";
-        QTest::newRow("beta numbers") << "1.0b3"
-                                      << "1.0b10";
-        QTest::newRow("alpha before beta") << "1.0a1"
-                                           << "1.0b1";
-        QTest::newRow("point release after beta") << "1.0b3"
-                                                  << "1.0.1";
-        QTest::newRow("numbers beyond 64 bits") << "99999999999999999999"
-                                                << "100000000000000000000";
-        QTest::newRow("longer with a number") << "2"
-                                              << "2.0.1";
+        QTest::newRow("numbers, not text") << u"1.2.9"_s << u"1.2.10"_s;
+        QTest::newRow("beta before release") << u"1.0b3"_s << u"1.0"_s;
+        QTest::newRow("beta numbers") << u"1.0b3"_s << u"1.0b10"_s;
+        QTest::newRow("alpha before beta") << u"1.0a1"_s << u"1.0b1"_s;
+        QTest::newRow("point release after beta") << u"1.0b3"_s << u"1.0.1"_s;
+        QTest::newRow("numbers beyond 64 bits")
+            << u"99999999999999999999"_s << u"100000000000000000000"_s;
+        QTest::newRow("longer with a number") << u"2"_s << u"2.0.1"_s;
     }
     void versionsCompareTheStandardWay() {
         QFETCH(QString, older);
@@ -37,9 +32,9 @@ private Q_SLOTS:
     }
 
     void trailingZerosAreEqual() {
-        QCOMPARE(compareVersions(QStringLiteral("1.0"), QStringLiteral("1.0.0")), 0);
-        QCOMPARE(compareVersions(QStringLiteral("1.0.0"), QStringLiteral("1.0")), 0);
-        QCOMPARE(compareVersions(QStringLiteral("007"), QStringLiteral("7")), 0);
+        QCOMPARE(compareVersions(u"1.0"_s, u"1.0.0"_s), 0);
+        QCOMPARE(compareVersions(u"1.0.0"_s, u"1.0"_s), 0);
+        QCOMPARE(compareVersions(u"007"_s, u"7"_s), 0);
     }
 
     // Each row: the feed's items as "version|os|channel|minimumSystemVersion"
@@ -49,21 +44,16 @@ private Q_SLOTS:
         QTest::addColumn<QStringList>("items");
         QTest::addColumn<QString>("skipped");
         QTest::addColumn<QString>("chosen");
-        QTest::newRow("newer") << QStringList{"6|||"} << ""
-                               << "6";
-        QTest::newRow("same") << QStringList{"5|||"} << ""
-                              << "";
-        QTest::newRow("older") << QStringList{"4|||"} << ""
-                               << "";
-        QTest::newRow("skipped") << QStringList{"6|||"} << "6"
-                                 << "";
-        QTest::newRow("skipped, but a newer one") << QStringList{"6|||", "7|||"} << "6"
-                                                  << "7";
-        QTest::newRow("for linux") << QStringList{"6|linux||"} << ""
-                                   << "6";
+        QTest::newRow("newer") << QStringList{"6|||"} << u""_s << u"6"_s;
+        QTest::newRow("same") << QStringList{"5|||"} << u""_s << u""_s;
+        QTest::newRow("older") << QStringList{"4|||"} << u""_s << u""_s;
+        QTest::newRow("skipped") << QStringList{"6|||"} << u"6"_s << u""_s;
+        QTest::newRow("skipped, but a newer one")
+            << QStringList{"6|||", "7|||"} << u"6"_s << u"7"_s;
+        QTest::newRow("for linux") << QStringList{"6|linux||"} << u""_s << u"6"_s;
         QTest::newRow("other systems and channels, too new a system")
-            << QStringList{"9|windows||", "8||beta|", "7|||6.2", "6|||6.1.0", "10|-||"} << ""
-            << "6";
+            << QStringList{"9|windows||", "8||beta|", "7|||6.2", "6|||6.1.0", "10|-||"} << u""_s
+            << u"6"_s;
     }
     void choosesTheNewestItemForThisSystem() {
         QFETCH(QStringList, items);

@@ -11,8 +11,7 @@ TestCase {
     id: testCase
     name: "Fingerprint"
     when: windowShown
-    // TestCase is invisible by default, and invisible items get no pointer
-    // events: the tests drive the items as a user would.
+    // Invisible items get no pointer events.
     visible: true
     width: 900
     height: 500
@@ -92,25 +91,12 @@ TestCase {
     }
 
     function test_3_failureReports_data() {
-        return [{
-                "tag": "finger does not match",
-                "result": "verify-no-match",
-                "enrolled": true,
-                "text": "Die biometrische Authentifizierung ist fehlgeschlagen",
-                "calls": fullCheck
-            }, {
-                "tag": "prompt cancelled",
-                "result": "verify-disconnected",
-                "enrolled": true,
-                "text": "Die biometrische Authentifizierung ist fehlgeschlagen",
-                "calls": fullCheck
-            }, {
-                "tag": "no finger enrolled",
-                "result": "verify-match",
-                "enrolled": false,
-                "text": "Touch ID ist auf diesem Gerät nicht verfügbar",
-                "calls": "ListEnrolledFingers"
-            }];
+        const failed = "Die biometrische Authentifizierung ist fehlgeschlagen";
+        return [
+            { tag: "finger does not match", result: "verify-no-match", enrolled: true, text: failed, calls: fullCheck },
+            { tag: "prompt cancelled", result: "verify-disconnected", enrolled: true, text: failed, calls: fullCheck },
+            { tag: "no finger enrolled", result: "verify-match", enrolled: false, text: "Touch ID ist auf diesem Gerät nicht verfügbar", calls: "ListEnrolledFingers" },
+        ];
     }
     function test_3_failureReports(data) {
         verify(FakeFprintd.configure(data.result, data.enrolled));

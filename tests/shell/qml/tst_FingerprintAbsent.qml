@@ -10,8 +10,7 @@ TestCase {
     id: testCase
     name: "FingerprintAbsent"
     when: windowShown
-    // TestCase is invisible by default, and invisible items get no pointer
-    // events: the tests drive the items as a user would.
+    // Invisible items get no pointer events.
     visible: true
     width: 900
     height: 500

@@ -153,7 +153,6 @@ TestCase {
         pressAction();
         waitForResult("Die Daten wurden erfolgreich gelöscht.");
         compare(TestWorld.dataFiles(), {});
-        verify(!TestWorld.dataFolderExists());
     }
 
     function test_5_editAndDeleteABackup() {

@@ -9,8 +9,7 @@ TestCase {
     id: testCase
     name: "WindowContent"
     when: windowShown
-    // TestCase is invisible by default, and invisible items get no pointer
-    // events: the tests drive the items as a user would.
+    // Invisible items get no pointer events.
     visible: true
     width: 900
     height: 500
@@ -63,20 +62,6 @@ TestCase {
         compare(testCase.Window.window.title, "Corvina-Backup-Manager");
     }
 
-    function test_lockedSessionShowsTheGateInTheLockedLook() {
-        createContent(false);
-        compare(content.currentView.objectName, "gatePage");
-        verifyLockedLook();
-    }
-
-    function test_unlockShowsTheMainScreenInTheUnlockedLook() {
-        createContent(false);
-        AppDelegate.isAuthenticated = true;
-        tryVerify(() => content.currentView.objectName === "mainPage");
-        verifyUnlockedLook();
-        compare(AppDelegate.hasLockItem, true);
-    }
-
     function test_withoutMasterPasswordTheLockItemGoes() {
         TestKeyring.removeMasterPassword();
         createContent(true);
@@ -104,23 +89,19 @@ TestCase {
         compare(content.currentView.viewModel.host.messageText, "");
     }
 
-    function test_showAndHideLockButton() {
-        createContent(true);
-        verifyUnlockedLook();
-        AppDelegate.hideLockButton();
-        tryCompare(AppDelegate, "hasLockItem", false);
-        AppDelegate.showLockButton();
-        tryCompare(AppDelegate, "hasLockItem", true);
-    }
-
+    // Locked: the gate, and a drag anywhere moves the window. Unlocked: the
+    // main screen with the lock item, where a drag moves nothing.
     function test_dragMovesTheWindowOnlyInTheLockedLook() {
         createContent(false);
+        compare(content.currentView.objectName, "gatePage");
         verifyLockedLook();
         mouseDrag(content, 20, 20, 60, 30);
         verify(moveSpy.count > 0);
 
         AppDelegate.isAuthenticated = true;
+        tryVerify(() => content.currentView.objectName === "mainPage");
         verifyUnlockedLook();
+        compare(AppDelegate.hasLockItem, true);
         moveSpy.clear();
         mouseDrag(content, 20, 20, 60, 30);
         compare(moveSpy.count, 0);
@@ -157,22 +138,11 @@ TestCase {
     }
 
     function test_tilesSetTheActionType_data() {
-        return [{
-                "tag": "create",
-                "tile": "tile0",
-                "action": 0,
-                "title": "Backup erstellen"
-            }, {
-                "tag": "restore",
-                "tile": "tile1",
-                "action": 1,
-                "title": "Backup wiederherstellen"
-            }, {
-                "tag": "delete",
-                "tile": "tile2",
-                "action": 2,
-                "title": "\u26A0\uFE0F App-Daten löschen"
-            }];
+        return [
+            { tag: "create", tile: "tile0", action: 0, title: "Backup erstellen" },
+            { tag: "restore", tile: "tile1", action: 1, title: "Backup wiederherstellen" },
+            { tag: "delete", tile: "tile2", action: 2, title: "\u26A0\uFE0F App-Daten löschen" },
+        ];
     }
     function test_tilesSetTheActionType(data) {
         createContent(true);

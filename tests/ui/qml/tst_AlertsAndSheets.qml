@@ -61,22 +61,12 @@ TestCase {
     }
 
     function test_buttonLayout_data() {
-        return [{
-                "tag": "two side by side",
-                "count": 2,
-                "stacked": false
-            }, {
-                "tag": "three stacked",
-                "count": 3,
-                "stacked": true
-            }];
+        return [{ tag: "two side by side", count: 2, stacked: false }, { tag: "three stacked", count: 3, stacked: true }];
     }
     function test_buttonLayout(data) {
         const buttons = [];
         for (let i = 0; i < data.count; ++i)
-            buttons.push({
-                "title": "B" + i
-            });
+            buttons.push({ title: "B" + i });
         const alert = openAlert(buttons);
         const shown = buttonsOf(alert);
         compare(shown.length, data.count);
@@ -91,33 +81,15 @@ TestCase {
     }
 
     function test_pressHandsTheItemAndAlwaysDismisses_data() {
-        return [{
-                "tag": "item to action",
-                "item": "a.halvorn",
-                "items": undefined,
-                "expected": [["action", "a.halvorn"]]
-            }, {
-                "tag": "list to actionForArray",
-                "item": undefined,
-                "items": ["a", "b"],
-                "expected": [["array", ["a", "b"]]]
-            }, {
-                "tag": "no callback still dismisses",
-                "item": "a.halvorn",
-                "items": undefined,
-                "bare": true,
-                "expected": []
-            }];
+        return [
+            { tag: "item to action", item: "a.halvorn", expected: [["action", "a.halvorn"]] },
+            { tag: "list to actionForArray", items: ["a", "b"], expected: [["array", ["a", "b"]]] },
+            { tag: "no callback still dismisses", item: "a.halvorn", bare: true, expected: [] },
+        ];
     }
     function test_pressHandsTheItemAndAlwaysDismisses(data) {
         const alert = createTemporaryObject(alertComponent, testCase);
-        alert.buttons = [data.bare ? {
-                "title": "OK"
-            } : {
-                "title": "OK",
-                "action": record("action"),
-                "actionForArray": record("array")
-            }];
+        alert.buttons = [data.bare ? { title: "OK" } : { title: "OK", action: record("action"), actionForArray: record("array") }];
         alert.selectedItem = data.item;
         alert.items = data.items;
         tryCompare(alert, "opened", true);
@@ -139,62 +111,28 @@ TestCase {
     }
 
     function test_keys() {
-        let alert = openAlert([{
-                    "title": "Abbrechen",
-                    "action": record("cancel")
-                }, {
-                    "title": "OK",
-                    "isDefault": true,
-                    "action": record("ok")
-                }]);
+        let alert = openAlert([{ title: "Abbrechen", action: record("cancel") }, { title: "OK", isDefault: true, action: record("ok") }]);
         keyClick(Qt.Key_Return);
         compare(calls, [["ok", "backup.halvorn"]]);
         compare(alert.isPresented, false);
 
         calls = [];
-        alert = openAlert([{
-                    "title": "OK",
-                    "isDefault": true,
-                    "action": record("ok")
-                }]);
+        alert = openAlert([{ title: "OK", isDefault: true, action: record("ok") }]);
         keyClick(Qt.Key_Escape);
         compare(calls, []);
         compare(alert.isPresented, false);
     }
 
     function test_cardParts_data() {
-        return [{
-                "tag": "no title: symbol only",
-                "title": "",
-                "type": AlertCustomType.info,
-                "titleShown": false,
-                "divider": false,
-                "smallPrintShown": false
-            }, {
-                "tag": "without: empty symbol keeps its frame",
-                "type": AlertCustomType.without,
-                "titleShown": true,
-                "divider": false,
-                "smallPrintShown": false
-            }, {
-                "tag": "small print alone: no divider",
-                "smallPrint": "Kann nicht rückgängig gemacht werden.",
-                "titleShown": true,
-                "divider": false,
-                "smallPrintShown": true
-            }, {
-                "tag": "toggle and small print: divider",
-                "smallPrint": "Kleingedrucktes",
-                "toggle": "Nicht mehr fragen",
-                "titleShown": true,
-                "divider": true,
-                "smallPrintShown": true
-            }];
+        return [
+            { tag: "no title: symbol only", title: "", type: AlertCustomType.info, titleShown: false, divider: false, smallPrintShown: false },
+            { tag: "without: empty symbol keeps its frame", type: AlertCustomType.without, titleShown: true, divider: false, smallPrintShown: false },
+            { tag: "small print alone: no divider", smallPrint: "Kann nicht rückgängig gemacht werden.", titleShown: true, divider: false, smallPrintShown: true },
+            { tag: "toggle and small print: divider", smallPrint: "Kleingedrucktes", toggle: "Nicht mehr fragen", titleShown: true, divider: true, smallPrintShown: true },
+        ];
     }
     function test_cardParts(data) {
-        const alert = openAlert([{
-                    "title": "OK"
-                }], data);
+        const alert = openAlert([{ title: "OK" }], data);
         const symbol = findChild(alert.card, "alertSymbol");
         compare(symbol.width, 30);
         compare(symbol.height, 30);
@@ -206,9 +144,7 @@ TestCase {
     }
 
     function test_contentStopsAfterFifteenLines() {
-        const alert = openAlert([{
-                    "title": "OK"
-                }]);
+        const alert = openAlert([{ title: "OK" }]);
         alert.message = item => Array(40).fill("Zeile").join("\n");
         const content = findChild(alert.card, "alertContent");
         tryCompare(content, "lineCount", 15);
@@ -216,15 +152,7 @@ TestCase {
     }
 
     function test_sheetFooter_data() {
-        return [{
-                "tag": "buttons only",
-                "checkBox": undefined,
-                "right": false
-            }, {
-                "tag": "tick box and right button",
-                "checkBox": "Ich bin sicher",
-                "right": true
-            }];
+        return [{ tag: "buttons only", right: false }, { tag: "tick box and right button", checkBox: "Ich bin sicher", right: true }];
     }
     function test_sheetFooter(data) {
         const sheet = createTemporaryObject(sheetComponent, testCase, {

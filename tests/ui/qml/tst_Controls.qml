@@ -7,8 +7,7 @@ TestCase {
     id: testCase
     name: "Controls"
     when: windowShown
-    // TestCase is invisible by default, and invisible items get no pointer
-    // events: the tests drive the items as a user would.
+    // Invisible items get no pointer events.
     visible: true
     width: 400
     height: 300
@@ -70,27 +69,12 @@ TestCase {
     }
 
     function test_buttonFill_data() {
-        return [{
-                "tag": "plain",
-                "disabled": false,
-                "hovered": false,
-                "fill": Theme.accentColor
-            }, {
-                "tag": "hovered",
-                "disabled": false,
-                "hovered": true,
-                "fill": Theme.withOpacity(Theme.accentColor, 0.8)
-            }, {
-                "tag": "disabled",
-                "disabled": true,
-                "hovered": false,
-                "fill": Theme.withOpacity(Theme.secondaryColor, 0.4)
-            }, {
-                "tag": "disabled and hovered",
-                "disabled": true,
-                "hovered": true,
-                "fill": Theme.withOpacity(Theme.secondaryColor, 0.4)
-            }];
+        return [
+            { tag: "plain", disabled: false, hovered: false, fill: Theme.accentColor },
+            { tag: "hovered", disabled: false, hovered: true, fill: Theme.withOpacity(Theme.accentColor, 0.8) },
+            { tag: "disabled", disabled: true, hovered: false, fill: Theme.withOpacity(Theme.secondaryColor, 0.4) },
+            { tag: "disabled and hovered", disabled: true, hovered: true, fill: Theme.withOpacity(Theme.secondaryColor, 0.4) },
+        ];
     }
     function test_buttonFill(data) {
         const button = createTemporaryObject(buttonComponent, testCase, {

@@ -48,13 +48,10 @@ TestCase {
     }
 
     function test_linkToWhatIsNotAFolderShowsTheAlert_data() {
-        return [{
-                "tag": "a file",
-                "path": Qt.resolvedUrl("tst_TextEditorAndView.qml")
-            }, {
-                "tag": "a missing path",
-                "path": "file:///nonexistent/corvina-backups"
-            }];
+        return [
+            { tag: "a file", path: Qt.resolvedUrl("tst_TextEditorAndView.qml") },
+            { tag: "a missing path", path: "file:///nonexistent/corvina-backups" },
+        ];
     }
     function test_linkToWhatIsNotAFolderShowsTheAlert(data) {
         const view = createTemporaryObject(linkComponent, testCase, {

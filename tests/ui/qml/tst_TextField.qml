@@ -65,42 +65,13 @@ TestCase {
     }
 
     function test_filter_data() {
-        return [{
-                "tag": "restrict pattern strips its own characters, not its class",
-                "restrict": "[0-9]",
-                "warn": undefined,
-                "typed": "x-7",
-                "shown": "x7",
-                "warning": true
-            }, {
-                "tag": "no match leaves the text",
-                "restrict": "[0-9]",
-                "warn": undefined,
-                "typed": "x-]",
-                "shown": "x-]",
-                "warning": false
-            }, {
-                "tag": "warn pattern keeps the text",
-                "restrict": undefined,
-                "warn": "!",
-                "typed": "ab!",
-                "shown": "ab!",
-                "warning": true
-            }, {
-                "tag": "with both only the restrict pattern counts",
-                "restrict": "x",
-                "warn": "!",
-                "typed": "ab!",
-                "shown": "ab!",
-                "warning": false
-            }, {
-                "tag": "a pattern that does not compile counts as absent",
-                "restrict": "(",
-                "warn": "a",
-                "typed": "a(",
-                "shown": "a(",
-                "warning": false
-            }];
+        return [
+            { tag: "restrict pattern strips its own characters, not its class", restrict: "[0-9]", typed: "x-7", shown: "x7", warning: true },
+            { tag: "no match leaves the text", restrict: "[0-9]", typed: "x-]", shown: "x-]", warning: false },
+            { tag: "warn pattern keeps the text", warn: "!", typed: "ab!", shown: "ab!", warning: true },
+            { tag: "with both only the restrict pattern counts", restrict: "x", warn: "!", typed: "ab!", shown: "ab!", warning: false },
+            { tag: "a pattern that does not compile counts as absent", restrict: "(", warn: "a", typed: "a(", shown: "a(", warning: false },
+        ];
     }
 
     function test_filter(data) {
@@ -173,19 +144,7 @@ TestCase {
     }
 
     function test_shakeOffset_data() {
-        return [{
-                "shakes": 0.25,
-                "offset": 5
-            }, {
-                "shakes": 0.75,
-                "offset": -5
-            }, {
-                "shakes": 1.0,
-                "offset": 0
-            }, {
-                "shakes": 2.0,
-                "offset": 0
-            }];
+        return [{ shakes: 0.25, offset: 5 }, { shakes: 0.75, offset: -5 }, { shakes: 1.0, offset: 0 }, { shakes: 2.0, offset: 0 }];
     }
 
     function test_shakeOffset(data) {
