@@ -450,18 +450,6 @@ QString Status::name() const {
     return QString::fromLatin1(rows[value_].name);
 }
 
-Status Status::fromCode(int code) {
-    if (code == genericCode) {
-        return unexpectedError;
-    }
-    for (int i = 0; i < caseCount; ++i) {
-        if (rows[i].code == code) {
-            return static_cast<Case>(i);
-        }
-    }
-    return unexpectedError;
-}
-
 KeychainError::KeychainError(Status status)
     : status_(status)
     , what_(status.description().toStdString()) {}

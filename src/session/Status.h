@@ -433,10 +433,6 @@ public:
     /// The case name, e.g. "itemNotFound".
     [[nodiscard]] QString name() const;
 
-    /// Maps an OSStatus code to its case; a code that no case carries gives
-    /// `unexpectedError`.
-    [[nodiscard]] static Status fromCode(int code);
-
     friend constexpr bool operator==(Status a, Status b) { return a.value_ == b.value_; }
 
 private:

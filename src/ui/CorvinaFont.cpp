@@ -19,26 +19,25 @@ static_assert(static_cast<int>(CorvinaFont::helvetica_light7) == robotoCount);
 
 struct StyleRow {
     const char* caseStyle;
-    const char* faceSuffix;
     const char* dbStyle;
     QFont::Weight weight;
     bool italic;
 };
 
-// Styles in enumeration order; the face name is family + suffix.
+// Styles in enumeration order.
 constexpr std::array<StyleRow, 5> robotoStyles{{
-    {"thin", "-Thin", "Thin", QFont::Thin, false},
-    {"regular", "-Regular", "Regular", QFont::Normal, false},
-    {"italic", "-Italic", "Italic", QFont::Normal, true},
-    {"bold", "-Bold", "Bold", QFont::Bold, false},
-    {"boldItalic", "-BoldItalic", "Bold Italic", QFont::Bold, true},
+    {"thin", "Thin", QFont::Thin, false},
+    {"regular", "Regular", QFont::Normal, false},
+    {"italic", "Italic", QFont::Normal, true},
+    {"bold", "Bold", QFont::Bold, false},
+    {"boldItalic", "Bold Italic", QFont::Bold, true},
 }};
 constexpr std::array<StyleRow, 5> helveticaStyles{{
-    {"light", " Light", "Light", QFont::Thin, false},
-    {"regular", "", "Regular", QFont::Normal, false},
-    {"italic", " Italic", "Italic", QFont::Normal, true},
-    {"bold", " Bold", "Bold", QFont::Bold, false},
-    {"boldItalic", " Bold Italic", "Bold Italic", QFont::Bold, true},
+    {"light", "Light", QFont::Thin, false},
+    {"regular", "Regular", QFont::Normal, false},
+    {"italic", "Italic", QFont::Normal, true},
+    {"bold", "Bold", QFont::Bold, false},
+    {"boldItalic", "Bold Italic", QFont::Bold, true},
 }};
 
 struct CaseParts {
@@ -85,7 +84,6 @@ CorvinaFontFace corvinaFontFace(CorvinaFont font) {
     const CaseParts parts = partsOf(font);
     CorvinaFontFace face;
     face.family = QString::fromLatin1(parts.roboto ? "Roboto" : "Helvetica");
-    face.faceName = face.family + QString::fromLatin1(parts.style->faceSuffix);
     face.style = QString::fromLatin1(parts.style->dbStyle);
     face.nominalSize = parts.size;
     face.faceSize = parts.size;

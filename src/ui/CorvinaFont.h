@@ -170,9 +170,8 @@ inline constexpr int corvinaFontCount = 150;
 
 /// Where a `CorvinaFont` case comes from and how it falls back.
 struct CorvinaFontFace {
-    /// The face asked for first, e.g. "Roboto-Regular" or "Helvetica Bold Italic".
-    QString faceName;
-    /// The same face as a font database knows it: family and style name.
+    /// The face asked for first, e.g. Roboto Regular or Helvetica Bold Italic,
+    /// as a font database knows it: family and style name.
     QString family;
     QString style;
     /// Size the face is asked for. Differs from `nominalSize` for the Roboto

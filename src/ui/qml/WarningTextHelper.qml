@@ -31,6 +31,7 @@ Item {
         }
         Text {
             id: label
+            objectName: "warningLabel"
             width: parent.width
             topPadding: 5
             bottomPadding: 5
@@ -38,6 +39,10 @@ Item {
             wrapMode: Text.Wrap
             text: root.shownText
             font: Theme.font("roboto_regular14")
+            // Read out while shown: a result or failure a person must learn of.
+            Accessible.role: Accessible.StaticText
+            Accessible.name: root.isShown ? text : ""
+            Accessible.ignored: !root.isShown
             color: root.txtColor
         }
 

@@ -74,7 +74,10 @@ TestCase {
         tryCompare(view.host, "messageText", text, 30000);
         tryCompare(view.actionSheet, "opened", false);
         tryCompare(view.workingPopUp, "opened", false, 5000);
-        compare(findChild(view, "resultLine").shownText, text);
+        const line = findChild(view, "resultLine");
+        compare(line.shownText, text);
+        // Read out to whoever cannot see it.
+        compare(findChild(line, "warningLabel").Accessible.name, text);
     }
 
     // In order: each job starts from what the one before left on disk.
