@@ -3,6 +3,7 @@
 #include "engine/FileOperations.h"
 #include "zip/Error.h"
 
+#include <algorithm>
 #include <array>
 
 #include <fcntl.h>
@@ -14,6 +15,8 @@ namespace {
 /// The ciphertext goes to the disk in steps of this size while the rest is
 /// still being encrypted, so the final sync has little left to wait for.
 constexpr uint64_t writebackStep = uint64_t{8} << 20;
+/// Ciphertext is written in pieces of this size.
+constexpr std::size_t writeStep = std::size_t{256} << 10;
 /// Buffers waiting for the cipher: enough that it never waits for the packer.
 constexpr std::size_t queueLimit = 2;
 
@@ -120,11 +123,14 @@ void EncryptingSink::encrypt(std::span<const uint8_t> plaintext) {
     if (!m_startTime) {
         m_startTime = std::chrono::steady_clock::now();
     }
-    if (m_output.size() < plaintext.size() + aesBlockSize) {
-        m_output.resize(plaintext.size() + aesBlockSize);
+    if (m_output.size() < writeStep + aesBlockSize) {
+        m_output.resize(writeStep + aesBlockSize);
     }
-    const std::size_t produced = m_cipher.update(plaintext, m_output.data());
-    writeAll(m_outputFd, m_output.data(), produced, m_outputPath);
+    for (std::size_t done = 0; done < plaintext.size(); done += writeStep) {
+        const auto piece = plaintext.subspan(done, std::min(writeStep, plaintext.size() - done));
+        const std::size_t produced = m_cipher.update(piece, m_output.data());
+        writeAll(m_outputFd, m_output.data(), produced, m_outputPath);
+    }
     m_encrypted += plaintext.size();
     if (m_progress != nullptr) {
         m_progress->setDone(m_encrypted);
