@@ -19,15 +19,15 @@
 namespace corvina {
 
 /// Encrypts an archive while it is being packed: the packer hands over
-/// full buffers, a thread of this object encrypts them and appends the
-/// ciphertext to the output, and the packer fills the next buffer meanwhile.
+/// full buffers, a thread of this object encrypts them and another writes
+/// the ciphertext, so packing, encryption and the kernel's copying overlap.
 /// The plaintext never touches a disk, memory stays at a few buffers, and
 /// the output is byte for byte that of aesEncrypt over the whole archive.
 class EncryptingSink : public zip::ArchiveSink {
 public:
     EncryptingSink(const ArchiveKey& key, std::span<const uint8_t> iv, int outputFd,
                    std::filesystem::path outputPath, OperationProgress* progress = nullptr);
-    /// Abandons the work if finish() was not called, and waits for the thread.
+    /// Abandons the work if finish() was not called, and waits for the threads.
     ~EncryptingSink() override;
     EncryptingSink(const EncryptingSink&) = delete;
     EncryptingSink& operator=(const EncryptingSink&) = delete;
@@ -50,8 +50,12 @@ public:
     Outcome finish();
 
 private:
-    void run();
-    void encrypt(std::span<const uint8_t> plaintext);
+    void encryptPlaintext();
+    void writeCiphertext();
+    void fail(std::exception_ptr error);
+    /// Waits for room; false when the work was abandoned or failed.
+    bool queueCiphertext(zip::ByteBuffer piece);
+    zip::ByteBuffer cipherPiece();
 
     AesCbcStream m_cipher;
     int m_outputFd;
@@ -61,23 +65,24 @@ private:
 
     std::mutex m_mutex;
     std::condition_variable m_changed;
-    std::deque<zip::ByteBuffer> m_queued;
-    /// Emptied buffers, handed back to the packer so that no new ones are made.
-    std::vector<zip::ByteBuffer> m_spare;
+    std::deque<zip::ByteBuffer> m_plaintext;
+    std::deque<zip::ByteBuffer> m_ciphertext;
+    /// Emptied buffers, used again so that no new memory is touched.
+    std::vector<zip::ByteBuffer> m_plaintextSpare;
+    std::vector<zip::ByteBuffer> m_ciphertextSpare;
     bool m_finishing = false;
+    bool m_encrypting = true;
+    bool m_written = false;
     bool m_abandoned = false;
-    bool m_done = false;
     std::exception_ptr m_error;
     Outcome m_outcome;
-
-    // Owned by the worker thread.
-    uint64_t m_encrypted = 0;
-    /// Output bytes up to which write-back to the disk has been started.
-    uint64_t m_writebackStarted = 0;
-    zip::ByteBuffer m_output;
     std::optional<std::chrono::steady_clock::time_point> m_startTime;
 
-    std::thread m_thread;
+    // Owned by the encrypting thread.
+    uint64_t m_encrypted = 0;
+
+    std::thread m_encryptor;
+    std::thread m_writer;
 };
 
 } // namespace corvina
