@@ -217,7 +217,8 @@ def main():
     restic, borg, script = shutil.which("restic"), shutil.which("borg"), shutil.which("script")
     out = work / "out"
     container = work / "container"
-    repo = work / "repo"
+    # One repository each: a restore must find the repository its own tool made.
+    restic_repo, borg_repo = work / "repo-restic", work / "repo-borg"
     Retired.folder = work / "retired"
     clear(Retired.folder)
 
@@ -258,14 +259,17 @@ def main():
             creators.append(Contender("ours+progress", [sh(script, "-qefc", create_ours, "/dev/null")],
                                       lambda: fresh(out)))
         if restic:
-            creators.append(Contender("restic", [sh(restic, "-q", "-r", repo, "backup", "Data"),
-                                                 sh("sync", "-f", repo)],
-                                      lambda: (clear(repo), run_measured([sh(restic, "-q", "-r", repo, "init")],
+            creators.append(Contender("restic", [sh(restic, "-q", "-r", restic_repo, "backup", "Data"),
+                                                 sh("sync", "-f", restic_repo)],
+                                      lambda: (clear(restic_repo),
+                                               run_measured([sh(restic, "-q", "-r", restic_repo, "init")],
                                                                          env=tool_env)),
                                       cwd=parent, env=tool_env))
         if borg:
-            creators.append(Contender("borg", [sh(borg, "create", f"{repo}::b", "Data"), sh("sync", "-f", repo)],
-                                      lambda: (clear(repo), run_measured([sh(borg, "init", "-e", "repokey", repo)],
+            creators.append(Contender("borg", [sh(borg, "create", f"{borg_repo}::b", "Data"),
+                                               sh("sync", "-f", borg_repo)],
+                                      lambda: (clear(borg_repo),
+                                               run_measured([sh(borg, "init", "-e", "repokey", borg_repo)],
                                                                          env=tool_env)),
                                       cwd=parent, env=tool_env))
         run_rounds(args.rounds, creators)
@@ -281,12 +285,16 @@ def main():
             Contender("copy", [f"cat {sh(backup)} > {sh(container / 'copy')}", sh("sync", container / "copy")],
                       lambda: fresh(container)),
         ]
-        for tool_name, make, restore in (
-                (restic, lambda: [sh(restic, "-q", "-r", repo, "init"), sh(restic, "-q", "-r", repo, "backup", "Data")],
-                 lambda: [sh(restic, "-q", "-r", repo, "restore", "latest", "--target", container),
+        for tool_name, repo, make, restore in (
+                (restic, restic_repo,
+                 lambda: [sh(restic, "-q", "-r", restic_repo, "init"),
+                          sh(restic, "-q", "-r", restic_repo, "backup", "Data")],
+                 lambda: [sh(restic, "-q", "-r", restic_repo, "restore", "latest", "--target", container),
                           sh("sync", "-f", container)]),
-                (borg, lambda: [sh(borg, "init", "-e", "repokey", repo), sh(borg, "create", f"{repo}::b", "Data")],
-                 lambda: [sh(borg, "extract", f"{repo}::b"), sh("sync", "-f", container)])):
+                (borg, borg_repo,
+                 lambda: [sh(borg, "init", "-e", "repokey", borg_repo),
+                          sh(borg, "create", f"{borg_repo}::b", "Data")],
+                 lambda: [sh(borg, "extract", f"{borg_repo}::b"), sh("sync", "-f", container)])):
             if tool_name:
                 clear(repo)
                 run_measured(make(), cwd=parent, env=tool_env)
@@ -295,7 +303,8 @@ def main():
         run_rounds(args.rounds, restorers)
         rows.append((name, "restore", size, {c.name: c for c in restorers}, before, load()))
         fresh(container, out)
-        clear(repo)
+        clear(restic_repo)
+        clear(borg_repo)
     clear(Retired.folder)
 
     others = [n for n in ("restic", "borg") if any(n in r[3] for r in rows)]
