@@ -2,11 +2,11 @@ import QtQuick
 import QtTest
 import Corvina.Ui
 
-// The alert card and the sheet frame: their layout rules, the keys, and what
-// each button hands to its caller.
+// The kit's controls as the screens use them: the alert card, the sheet
+// frame, the check box, the folder link and the password field.
 TestCase {
     id: testCase
-    name: "AlertsAndSheets"
+    name: "Kit"
     when: windowShown
     visible: true
     width: 600
@@ -44,9 +44,9 @@ TestCase {
         calls = [];
     }
 
-    function openAlert(buttons, extra) {
+    function openAlert(buttons) {
         const alert = createTemporaryObject(alertComponent, testCase);
-        alert.customAlert(extra?.item ?? "backup.halvorn", extra?.title ?? "Entfernen bestätigen", item => "Wirklich " + item + "?", buttons, extra?.type ?? AlertCustomType.warn, extra?.smallPrint, extra?.toggle);
+        alert.customAlert("backup.halvorn", "Entfernen bestätigen", item => "Wirklich " + item + "?", buttons, AlertCustomType.warn, undefined, undefined);
         tryCompare(alert, "opened", true);
         return alert;
     }
@@ -58,26 +58,6 @@ TestCase {
             if (grid.children[i].text !== undefined)
                 result.push(grid.children[i]);
         return result;
-    }
-
-    function test_buttonLayout_data() {
-        return [{ tag: "two side by side", count: 2, stacked: false }, { tag: "three stacked", count: 3, stacked: true }];
-    }
-    function test_buttonLayout(data) {
-        const buttons = [];
-        for (let i = 0; i < data.count; ++i)
-            buttons.push({ title: "B" + i });
-        const alert = openAlert(buttons);
-        const shown = buttonsOf(alert);
-        compare(shown.length, data.count);
-        for (const button of shown) {
-            if (data.stacked)
-                compare(button.width, 272);
-            else
-                verify(button.width >= 320 / 3, button.width);
-        }
-        compare(shown[0].y === shown[1].y, !data.stacked);
-        verify(shown[data.count - 1].x + shown[data.count - 1].width <= 272);
     }
 
     function test_pressHandsTheItemAndAlwaysDismisses_data() {
@@ -109,6 +89,26 @@ TestCase {
         id: spyComponent
         SignalSpy {}
     }
+    Component {
+        id: linkComponent
+        TextViewHelper {
+            width: 400
+            title: "Speicherort"
+        }
+    }
+    Component {
+        id: fieldComponent
+        TextFieldHelper {
+            width: 300
+        }
+    }
+    Component {
+        id: checkBoxComponent
+        CheckBoxHelper {
+            title: "Ich bin sicher"
+            debounceInterval: 300
+        }
+    }
 
     function test_keys() {
         let alert = openAlert([{ title: "Abbrechen", action: record("cancel") }, { title: "OK", isDefault: true, action: record("ok") }]);
@@ -121,51 +121,6 @@ TestCase {
         keyClick(Qt.Key_Escape);
         compare(calls, []);
         compare(alert.isPresented, false);
-    }
-
-    function test_cardParts_data() {
-        return [
-            { tag: "no title: symbol only", title: "", type: AlertCustomType.info, titleShown: false, divider: false, smallPrintShown: false },
-            { tag: "without: empty symbol keeps its frame", type: AlertCustomType.without, titleShown: true, divider: false, smallPrintShown: false },
-            { tag: "small print alone: no divider", smallPrint: "Kann nicht rückgängig gemacht werden.", titleShown: true, divider: false, smallPrintShown: true },
-            { tag: "toggle and small print: divider", smallPrint: "Kleingedrucktes", toggle: "Nicht mehr fragen", titleShown: true, divider: true, smallPrintShown: true },
-        ];
-    }
-    function test_cardParts(data) {
-        const alert = openAlert([{ title: "OK" }], data);
-        const symbol = findChild(alert.card, "alertSymbol");
-        compare(symbol.width, 30);
-        compare(symbol.height, 30);
-        compare(symbol.name, AlertCustomType.symbolName(alert.alertType));
-        compare(findChild(alert.card, "alertTitle").visible, data.titleShown);
-        compare(findChild(alert.card, "alertDivider").visible, data.divider);
-        compare(findChild(alert.card, "alertSmallPrint").visible, data.smallPrintShown);
-        compare(findChild(alert.card, "alertToggle").visible, data.toggle !== undefined);
-    }
-
-    function test_contentStopsAfterFifteenLines() {
-        const alert = openAlert([{ title: "OK" }]);
-        alert.message = item => Array(40).fill("Zeile").join("\n");
-        const content = findChild(alert.card, "alertContent");
-        tryCompare(content, "lineCount", 15);
-        verify(content.truncated);
-    }
-
-    function test_sheetFooter_data() {
-        return [{ tag: "buttons only", right: false }, { tag: "tick box and right button", checkBox: "Ich bin sicher", right: true }];
-    }
-    function test_sheetFooter(data) {
-        const sheet = createTemporaryObject(sheetComponent, testCase, {
-            "textCheckBox": data.checkBox,
-            "callbackRight": data.right ? () => calls.push(["right"]) : undefined
-        });
-        compare(findChild(sheet, "sheetCheckBox").visible, data.checkBox !== undefined);
-        const right = findChild(sheet, "sheetRightButton");
-        compare(right.visible, data.right);
-        if (data.right) {
-            mouseClick(right);
-            compare(calls, [["right"]]);
-        }
     }
 
     function test_middleGetsTheTickAndReturnUnlessDisabled() {
@@ -181,5 +136,73 @@ TestCase {
         mouseClick(findChild(sheet, "sheetMiddleButton"));
         keyClick(Qt.Key_Escape);
         compare(calls, [["middle", true], ["middle", true], ["left"]]);
+    }
+
+    function test_fastDoubleClickChangesTheCheckBoxOnce() {
+        const box = createTemporaryObject(checkBoxComponent, testCase);
+        const toggles = createTemporaryObject(spyComponent, testCase, {
+            "target": box,
+            "signalName": "toggled"
+        });
+        mouseClick(box);
+        mouseClick(box);
+        compare(box.selection, true);
+        compare(toggles.count, 1);
+        compare(box.isToggleEnabled, false);
+        tryCompare(box, "isToggleEnabled", true, 1000);
+        mouseClick(box);
+        compare(box.selection, false);
+        compare(toggles.count, 2);
+    }
+
+    function test_linkToWhatIsNotAFolderShowsTheAlert_data() {
+        return [
+            { tag: "a file", path: Qt.resolvedUrl("tst_Kit.qml") },
+            { tag: "a missing path", path: "file:///nonexistent/corvina-backups" },
+        ];
+    }
+    function test_linkToWhatIsNotAFolderShowsTheAlert(data) {
+        const view = createTemporaryObject(linkComponent, testCase, {
+            "text": "/Backups",
+            "url": data.path
+        });
+        mouseClick(findChild(view, "folderLink"));
+        compare(view.isFolderNotExists, true);
+        tryCompare(view.alert, "opened", true);
+        compare(view.alert.title, "Fehler");
+        compare(view.alert.card.content, "Das Verzeichnis im angegebenen Pfad existiert nicht.");
+        // "OK" is not the default button: Return leaves the alert up.
+        keyClick(Qt.Key_Return);
+        compare(view.isFolderNotExists, true);
+        const okButton = Array.from(findChild(view.alert.card, "alertButtons").children).find(item => item.text === "OK");
+        mouseClick(okButton);
+        compare(view.isFolderNotExists, false);
+        compare(view.alert.isPresented, false);
+    }
+
+    function test_characterLimitCutsUserPerceivedCharacters() {
+        const field = createTemporaryObject(fieldComponent, testCase, {
+            "characterLimit": 3
+        });
+        field.text = "ae\u0301io";
+        compare(field.input.text, "ae\u0301i");
+    }
+
+    function test_passwordMaskingFollowsTheCaller() {
+        const field = createTemporaryObject(fieldComponent, testCase, {
+            "connectionType": "password"
+        });
+        const toggles = createTemporaryObject(spyComponent, testCase, {
+            "target": field,
+            "signalName": "maskToggled"
+        });
+        const eye = findChild(field, "eyeButton");
+        compare(field.input.echoMode, TextInput.Password);
+        compare(eye.iconName, "eye");
+        mouseClick(eye);
+        compare(toggles.signalArguments[0][0], false);
+        field.isMaskedPassword = false;
+        compare(field.input.echoMode, TextInput.Normal);
+        compare(eye.iconName, "eye.slash");
     }
 }
