@@ -98,8 +98,6 @@ TestCase {
         const input = enter("falsch");
         keyClick(Qt.Key_Return);
         tryCompare(gate.viewModel, "isWrongPassword", true);
-        verify(Qt.colorEqual(gate.imgBgColor, Theme.withOpacity(Theme.red, 0.4)));
-        verify(Qt.colorEqual(gate.txtBgColor, Theme.withOpacity(Theme.red, 0.4)));
         compare(message.text, "Du hast ein falsches Passwort eingegeben.");
         verify(shakeSpy.count > 0);
         tryCompare(input, "selectedText", "falsch");

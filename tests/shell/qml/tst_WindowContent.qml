@@ -107,21 +107,6 @@ TestCase {
         compare(moveSpy.count, 0);
     }
 
-    function test_shakeSwingsThreeTimesAndEndsWhereItBegan() {
-        createContent(false);
-        const window = testCase.Window.window;
-        const start = window.x;
-        let positions = [];
-        const record = () => positions.push(window.x);
-        window.xChanged.connect(record);
-        AppDelegate.shakeWindow();
-        verify(chrome.isShaking);
-        tryCompare(chrome, "isShaking", false);
-        window.xChanged.disconnect(record);
-        compare(positions, [start + 10, start - 10, start + 10, start]);
-        compare(window.x, start);
-    }
-
     function test_shakeDuringAShakeStillEndsWhereItBegan() {
         createContent(false);
         const window = testCase.Window.window;
@@ -135,35 +120,5 @@ TestCase {
         AppDelegate.shakeWindow();
         tryCompare(chrome, "isShaking", false);
         compare(window.x, start);
-    }
-
-    function test_tilesSetTheActionType_data() {
-        return [
-            { tag: "create", tile: "tile0", action: 0, title: "Backup erstellen" },
-            { tag: "restore", tile: "tile1", action: 1, title: "Backup wiederherstellen" },
-            { tag: "delete", tile: "tile2", action: 2, title: "\u26A0\uFE0F App-Daten löschen" },
-        ];
-    }
-    function test_tilesSetTheActionType(data) {
-        createContent(true);
-        const main = content.currentView;
-        compare(main.viewModel.backupActionType, undefined);
-        mouseClick(findChild(main, data.tile));
-        compare(main.viewModel.backupActionType, data.action);
-        compare(main.viewModel.sheetTitle, data.title);
-        main.viewModel.host.closeView();
-        compare(main.viewModel.backupActionType, undefined);
-    }
-
-    function test_tileGrowsItsSymbolUnderThePointer() {
-        createContent(true);
-        const tile = findChild(content.currentView, "tile0");
-        const symbol = findChild(tile, "symbol");
-        compare(symbol.size, 25);
-        mouseMove(tile, 30, 30);
-        tryCompare(symbol, "size", 40);
-        compare(findChild(tile, "symbolShape").width, 70);
-        mouseMove(content, 5, 5);
-        tryCompare(symbol, "size", 25);
     }
 }
