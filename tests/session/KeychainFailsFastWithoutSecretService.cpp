@@ -230,21 +230,6 @@ private Q_SLOTS:
         QCOMPARE(seen, results);
         QVERIFY2(output.split('\n').contains(line), output.constData());
     }
-
-    // The conversion failure writes its own line, not an OSStatus line.
-    void bytesThatAreNoUtf8WriteTheConversionLine() {
-        const QStringList attributes{u"service"_s, childService, u"account"_s, childKey};
-        QVERIFY(secret_tool::store(attributes, "\xff\xfe"));
-        const QByteArray output = runChild({}, u"all"_s);
-        secret_tool::clear(attributes);
-        secret_tool::clear({u"account"_s, childKey});
-
-        const QList<QByteArray> lines = output.split('\n');
-        QVERIFY2(lines.contains("failed to convert data to string"), output.constData());
-        QVERIFY2(lines.first().startsWith("failed to convert data to string"), output.constData());
-        QVERIFY2(output.contains("RESULT read conversionError "), output.constData());
-        QVERIFY2(!output.contains("OSStatus"), output.constData());
-    }
 };
 
 int main(int argc, char** argv) {

@@ -152,14 +152,6 @@ private Q_SLOTS:
         QCOMPARE(keychain.readData(u"key"_s), std::optional<QByteArray>(stored));
     }
 
-    void textWithoutUtf8FormIsNotWritten() {
-        const Keychain keychain(service());
-        const QString loneSurrogate = u"a"_s + QChar(0xd800) + u"b"_s;
-        QCOMPARE(statusOf([&] { keychain.writeString(loneSurrogate, u"key"_s); }),
-                 Status(Status::conversionError));
-        QCOMPARE(keychain.readData(u"key"_s), std::nullopt);
-    }
-
     void flagIsTrueOnlyForExactTrue_data() {
         QTest::addColumn<QByteArray>("stored");
         QTest::addColumn<bool>("expected");

@@ -64,14 +64,11 @@ private Q_SLOTS:
             << u"ab cd!"_s << u"ab cd!"_s << u"passwordContainsSpaces"_s;
         QTest::newRow("a final exclamation mark")
             << u"Geheim42!"_s << u"Geheim42!"_s << u"passwordInvalidCharacters"_s;
-        QTest::newRow("a tab") << u"Geh\teim"_s << u"Geh\teim"_s << u"passwordInvalidCharacters"_s;
         QTest::newRow("a no-break space is no blank but no letter either")
             << u"ab\u00A0cd"_s << u"ab\u00A0cd"_s << u"passwordInvalidCharacters"_s;
-        QTest::newRow("an emoji") << u"abcd😀"_s << u"abcd😀"_s << u"passwordInvalidCharacters"_s;
         QTest::newRow("valid, another confirmation")
             << u"Geheim42"_s << u"Geheim43"_s << u"passwordsDoNotMatch"_s;
         QTest::newRow("umlauts and eszett") << u"Äöüß"_s << u"Äöüß"_s << QString();
-        QTest::newRow("Cyrillic letters") << u"пароль"_s << u"пароль"_s << QString();
         QTest::newRow("Arabic-Indic digits") << u"١٢٣٤"_s << u"١٢٣٤"_s << QString();
         QTest::newRow("a combining accent") << u"Cafe\u0301"_s << u"Cafe\u0301"_s << QString();
     }
@@ -94,7 +91,6 @@ private Q_SLOTS:
         const PasswordModel model = PasswordModel::masterPassword();
         PasswordViewModel editor(model);
         QSignalSpy lockButton(&editor, &PasswordViewModel::showLockButton);
-        QCOMPARE(editor.contentHeight(), 170);
         for (const QString& password : {u"Erstes1"_s, u"Zweites2"_s}) {
             editor.setShowTextFields(true);
             editor.setPassword1(password);
@@ -105,7 +101,6 @@ private Q_SLOTS:
             QCOMPARE(stored(model), password);
         }
         QCOMPARE(lockButton.count(), 2);
-        QCOMPARE(editor.contentHeight(), 260);
     }
 
     // Removing either password switches the fingerprint and automatic logout
@@ -127,7 +122,6 @@ private Q_SLOTS:
         PasswordViewModel editor(model);
         editor.setMonitor(&monitor);
         editor.setIsAutoLogoutEnabled(true);
-        QCOMPARE(editor.contentHeight(), master ? 300 : 220);
         QVERIFY(monitor.inactivityTimer());
         QSignalSpy lockButton(&editor, &PasswordViewModel::hideLockButton);
 
