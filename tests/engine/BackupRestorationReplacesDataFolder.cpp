@@ -1,6 +1,6 @@
-// restoreEncryptedArchive: a backup comes back exactly, foreign archives
-// restore, and no failure, reported or a killed process, leaves a data
-// folder that is neither its old nor its new tree.
+// restoreEncryptedArchive: a backup comes back exactly, and no failure,
+// reported or a killed process, leaves a data folder that is neither its old
+// nor its new tree.
 #include "TestTrees.h"
 
 #include "engine/DiagnosticLog.h"
@@ -177,19 +177,12 @@ private Q_SLOTS:
             << QStringList() << QByteArray("missing") << failed << false;
         QTest::newRow("plaintext is no ZIP")
             << QStringList() << QByteArray(100, 'z') << notZip << false;
-        QTest::newRow("shorter than a signature")
-            << QStringList() << QByteArray("PK\x03") << notZip << false;
         QTest::newRow("signature without end record")
             << QStringList() << QByteArray("PK\x03\x04garbage") << failed << true;
         QTest::newRow("dot-dot entry")
             << QStringList{u"Data/../../outside/evil=x"_s} << QByteArray() << failed << true;
-        QTest::newRow("absolute entry")
-            << QStringList{u"@/outside/evil=x"_s} << QByteArray() << failed << true;
         QTest::newRow("entry through a link")
             << QStringList{u"Data/l->@/outside"_s, u"Data/l/evil=x"_s} << QByteArray() << failed
-            << true;
-        QTest::newRow("link through a link")
-            << QStringList{u"Data/l->@/outside"_s, u"Data/l/evil->/etc"_s} << QByteArray() << failed
             << true;
     }
     // An earlier run's plain ZIP survives a failure before the new one is
@@ -362,54 +355,6 @@ private Q_SLOTS:
         QVERIFY(runTool(c, u"pw"_s));
         QCOMPARE(withoutTimes(snapshot(c + u"/Data"_s)), newTree);
         QCOMPARE(names(c), QStringList{u"Data"_s});
-    }
-
-    void foreignArchivesRestore_data() {
-        QTest::addColumn<QString>("tool");
-        QTest::newRow("Info-ZIP zip") << u"zip"_s;
-        QTest::newRow("Python zipfile") << u"python"_s;
-        QTest::newRow("bsdtar") << u"bsdtar"_s;
-    }
-    void foreignArchivesRestore() {
-        QFETCH(QString, tool);
-        QTemporaryDir work;
-        const QString source = work.filePath(u"src/Data"_s);
-        writeFile(source + u"/text.txt"_s, QByteArray("Zeile\n").repeated(5000));
-        writeFile(source + u"/Grüße.txt"_s, "Umlaut");
-        writeFile(source + u"/unter/leer.bin"_s, {});
-        QDir().mkpath(source + u"/leerer-ordner"_s);
-        QFile::link(u"../text.txt"_s, source + u"/unter/hoch"_s);
-        const QString zip = work.filePath(u"plain.zip"_s);
-        const QString parent = work.filePath(u"src"_s);
-        const QStringList arguments =
-            tool == QLatin1String("zip")      ? QStringList{"-qry", zip, "Data"}
-            : tool == QLatin1String("bsdtar") ? QStringList{"--format", "zip", "-cf", zip, "Data"}
-                                              : QStringList{craftZip, "tree", zip, source};
-        QVERIFY(runProgram(tool == QLatin1String("python") ? python() : tool, arguments, parent));
-        auto expected = snapshot(source);
-        if (tool == QLatin1String("zip")) {
-            // Info-ZIP leaves flag bit 11 clear: the name is code page 437,
-            // as Python's zipfile reads it too.
-            expected.insert(u"Gr├╝├ƒe.txt"_s, expected.take(u"Grüße.txt"_s));
-        } else if (tool == QLatin1String("python")) {
-            // Streamed entries have a local size of 0; a link target is read
-            // by that size, comes back empty, and the link is skipped.
-            expected.remove(u"unter/hoch"_s);
-            expected.insert(u"zip64.txt"_s,
-                            {'f', 0, 0, QByteArray("ZIP64 extra field\n").repeated(100)});
-        }
-        const QString c = work.filePath(u"c"_s);
-        QDir().mkpath(c);
-        QVERIFY(openssl(false, zip, work.filePath(u"b.halvorn"_s), u"pw"_s));
-        QCOMPARE(restore(work.filePath(u"b.halvorn"_s), c), EncryptionResult::success());
-        auto restored = snapshot(c + u"/Data"_s);
-        for (auto* items : {&expected, &restored}) {
-            for (Item& item : *items) {
-                item.mtime = 0; // other tools keep their own times and modes
-                item.mode = 0;
-            }
-        }
-        QCOMPARE(restored, expected);
     }
 
     // The archive is unpacked from the backup as it is decrypted: a restore
