@@ -81,14 +81,6 @@ private Q_SLOTS:
         const QString zip = home.filePath(QStringLiteral("plain.zip"));
         QVERIFY(openssl(true, backup, zip, QStringLiteral("Geheimnis")));
         QVERIFY(runProgram(QStringLiteral("unzip"), {QStringLiteral("-tq"), zip}));
-        QVERIFY(runProgram(QStringLiteral("bsdtar"), {QStringLiteral("-tf"), zip}));
-        const auto listed = runProgram(
-            python(), {"-c",
-                       "import sys, zipfile; z = zipfile.ZipFile(sys.argv[1]); "
-                       "[z.read(i) for i in z.infolist()]; print(' '.join(sorted(z.namelist())))",
-                       zip}); // z.read checks each CRC-32
-        QCOMPARE(listed.value_or("python failed"),
-                 "Data/ Data/Ordner/ Data/Ordner/Grüße.txt Data/akte.txt Data/verweis\n");
 
         QCOMPARE(runTool({"comment", "get", backup}, home.path()).out,
                  QStringLiteral("Über Nacht\n"));

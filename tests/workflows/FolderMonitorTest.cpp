@@ -3,7 +3,6 @@
 #include "workflows/FolderMonitor.h"
 
 #include <atomic>
-#include <functional>
 #include <memory>
 
 using namespace corvina;
@@ -17,60 +16,15 @@ int openDescriptorCount() {
                    .size());
 }
 
-using Change = std::function<void(const QString& folder)>;
-
 } // namespace
-
-Q_DECLARE_METATYPE(Change)
 
 class FolderMonitorTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void reportsChangesOfTheEntryListOnly_data();
-    void reportsChangesOfTheEntryListOnly();
     void reportsDeletionAndRenameOfTheFolderItself();
     void startRulesAndNoDescriptorLeak();
 };
-
-void FolderMonitorTest::reportsChangesOfTheEntryListOnly_data() {
-    QTest::addColumn<Change>("change");
-    QTest::addColumn<int>("expectedCalls");
-    QTest::newRow("file created") << Change([](auto f) { writeFile(f + "/new", ""); }) << 1;
-    QTest::newRow("file deleted") << Change([](auto f) { QFile::remove(f + "/file"); }) << 1;
-    // A rename within the folder is two events: the old name goes, the new one comes.
-    QTest::newRow("file renamed") << Change([](auto f) {
-        QFile::rename(f + "/file", f + "/renamed");
-    }) << 2;
-    QTest::newRow("content rewritten")
-        << Change([](auto f) { writeFile(f + "/file", "new content"); }) << 0;
-    QTest::newRow("permissions changed")
-        << Change([](auto f) { QFile::setPermissions(f + "/file", QFileDevice::ReadOwner); }) << 0;
-    QTest::newRow("file created in subfolder")
-        << Change([](auto f) { writeFile(f + "/sub/deep", ""); }) << 0;
-}
-
-// After the change the marker file "zz-marker" is created. inotify keeps the
-// order of events, so once the marker is reported, so is every earlier event.
-void FolderMonitorTest::reportsChangesOfTheEntryListOnly() {
-    QFETCH(Change, change);
-    QFETCH(int, expectedCalls);
-    QTemporaryDir root;
-    const QString folder = root.filePath("watched");
-    writeFile(folder + "/file", "x");
-    QVERIFY(QDir().mkpath(folder + "/sub"));
-
-    std::atomic<int> calls = 0;
-    FolderMonitor monitor(folder);
-    monitor.setFolderDidChange([&calls] { ++calls; });
-    monitor.startMonitoring();
-    QVERIFY(monitor.isMonitoring());
-
-    change(folder);
-    writeFile(folder + "/zz-marker", "");
-    QTRY_VERIFY(calls >= expectedCalls + 1);
-    QCOMPARE(calls.load(), expectedCalls + 1);
-}
 
 void FolderMonitorTest::reportsDeletionAndRenameOfTheFolderItself() {
     QTemporaryDir root;

@@ -115,39 +115,6 @@ private Q_SLOTS:
         QCOMPARE(readAll(out / "Data" / "verweis"), QByteArray("mine too"));
     }
 
-    void storedAttributesFallBackOnDefaults_data() {
-        QTest::addColumn<int>("versionMadeBy");
-        QTest::addColumn<uint>("attributes");
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<uint>("mode");
-        QTest::newRow("Unix file with permissions 0") << 0x0315 << (0100000u << 16) << "f" << 0644u;
-        QTest::newRow("Unix folder with permissions 0")
-            << 0x0315 << (040000u << 16) << "d/" << 0755u;
-        QTest::newRow("MS-DOS made file") << 0x0014 << 0x20u << "dos.txt" << 0644u;
-        QTest::newRow("MS-DOS made folder") << 0x0014 << 0x10u << "dosdir" << 0755u;
-    }
-
-    void storedAttributesFallBackOnDefaults() {
-        QFETCH(int, versionMadeBy);
-        QFETCH(uint, attributes);
-        QFETCH(QString, name);
-        QFETCH(uint, mode);
-        const std::string entryName = name.toStdString();
-        CraftedEntry crafted{entryName, {}};
-        crafted.editCentral = [&](CentralDirectoryStructure& c) {
-            c.versionMadeBy = uint16_t(versionMadeBy);
-            c.externalFileAttributes = attributes;
-        };
-        const fs::path zip =
-            path("defaults-" + std::to_string(versionMadeBy) + entryName.substr(0, 1) + ".zip");
-        writeFile(zip, craftArchive({crafted}));
-        Archive archive(zip, AccessMode::read);
-        const Entry entry = *archive.entrySequence().begin();
-        const fs::path target = path("defaults-out") / (std::to_string(versionMadeBy) + entryName);
-        archive.extractEntry(entry, target);
-        QCOMPARE(statOf(target).st_mode & 07777, mode);
-    }
-
     void wrongChecksumStillExtracts() {
         CraftedEntry crafted{"falsch.txt", "Inhalt"};
         crafted.editCentral = [](CentralDirectoryStructure& c) { c.crc32 = 0xDEADBEEF; };
