@@ -116,10 +116,10 @@ void CreateBackupControllerTest::failedRunKeepsSheetOpenAndNextRunWorks() {
 
     m_host.flipPerformAction();
     QTRY_COMPARE_WITH_TIMEOUT(captions.count(), 2, 30000);
-    // The sheet says that no backup was made, and why.
     QVERIFY(m_host.messageText().isEmpty());
-    QCOMPARE(model.zipStatusMessage(),
-             "Es wurde kein Backup erstellt. Das Zielverzeichnis wurde nicht gefunden.");
+    QCOMPARE(
+        model.zipStatusMessage(),
+        QStringLiteral("Es wurde kein Backup erstellt. Das Zielverzeichnis wurde nicht gefunden."));
     QCOMPARE(closed.count(), 0);
     QCOMPARE(model.comment(), QStringLiteral("bleibt"));
 
