@@ -26,6 +26,13 @@
 //   ".OldData-discarded"  every new item is in; the old ones are only to be
 //                         removed
 // All moves are renames within the container's file system.
+//
+// The companion may have written into the data folder after a run was
+// killed and before the next one repairs it. The repair never puts such
+// data where a restore deletes it: when the data folder changed after the
+// old items had all moved aside, it stays as it is and the old items go to
+// a visible folder beside it ("Data vor unterbrochener Wiederherstellung
+// …"); an old item whose name was taken in the meantime goes there as well.
 
 namespace corvina::engine {
 
@@ -89,14 +96,88 @@ void moveContents(const fs::path& from, const fs::path& to) {
     }
 }
 
-/// Makes the moves recorded in `folder` durable before the next phase.
-void syncFolder(const fs::path& folder) {
-    syncFile(openFile(folder, O_RDONLY | O_DIRECTORY).get(), folder);
-}
-
 void makePrivateFolder(const fs::path& folder) {
     if (::mkdir(folder.c_str(), 0700) != 0) {
         throw SystemError(errno, folder);
+    }
+}
+
+bool isLater(const timespec& time, const timespec& than) {
+    return time.tv_sec != than.tv_sec ? time.tv_sec > than.tv_sec : time.tv_nsec > than.tv_nsec;
+}
+
+timespec statusChangeTime(const fs::path& path) {
+    struct stat status {};
+    if (::lstat(path.c_str(), &status) != 0) {
+        throw SystemError(errno, path);
+    }
+    return status.st_ctim;
+}
+
+/// Whether anything below `folder` was written after `since`: a file's
+/// content or a folder's names (mtime) at any depth, or an item's status
+/// (ctime) below the top level, which the replacement's own renames don't
+/// reach. Times in the future come from a backup, not from a write.
+bool writtenSince(const fs::path& folder, const timespec& since) {
+    timespec now{};
+    ::clock_gettime(CLOCK_REALTIME, &now);
+    std::error_code error;
+    for (fs::recursive_directory_iterator it(folder, error), end; !error && it != end;
+         it.increment(error)) {
+        struct stat status {};
+        if (::lstat(it->path().c_str(), &status) != 0) {
+            return true; // changing right now
+        }
+        if ((isLater(status.st_mtim, since) && !isLater(status.st_mtim, now)) ||
+            (it.depth() > 0 && isLater(status.st_ctim, since) && !isLater(status.st_ctim, now))) {
+            return true;
+        }
+    }
+    // What can't be read through can't be told apart.
+    return static_cast<bool>(error);
+}
+
+/// A free name beside `target` for old items that are kept beside it.
+fs::path keptFolderPath(const fs::path& target) {
+    const time_t now = ::time(nullptr);
+    tm local{};
+    ::localtime_r(&now, &local);
+    char stamp[32];
+    ::strftime(stamp, sizeof stamp, "%Y-%m-%d %H.%M.%S", &local);
+    const std::string base = target.filename().string() + " vor unterbrochener Wiederherstellung ";
+    fs::path kept = target.parent_path() / (base + stamp);
+    for (int n = 2; isPresent(kept); ++n) {
+        kept = target.parent_path() / (base + stamp + " (" + std::to_string(n) + ")");
+    }
+    return kept;
+}
+
+void logKept(const fs::path& target, const fs::path& kept) {
+    diagnosticLog(QStringLiteral("Данные в директории изменены после прерванной замены и "
+                                 "оставлены как есть: ") +
+                  pathText(target) + QStringLiteral("; прежние данные сохранены в: ") +
+                  pathText(kept));
+}
+
+/// Moves the old items in `from` back into `target`. One whose name was
+/// taken again (by the companion, after a kill) goes to a kept folder.
+void moveBack(const fs::path& from, const fs::path& target) {
+    fs::path kept;
+    for (const fs::path& item : directoryContents(from)) {
+        const fs::path destination = target / item.filename();
+        if (!isPresent(destination)) {
+            moveItem(item, destination);
+            continue;
+        }
+        if (kept.empty()) {
+            kept = keptFolderPath(target);
+            makePrivateFolder(kept);
+            logKept(target, kept);
+        }
+        moveItem(item, kept / item.filename());
+    }
+    if (!kept.empty()) {
+        syncFolder(kept);
     }
 }
 
@@ -126,15 +207,24 @@ fs::path discardDestination(const fs::path& discarded) {
 
 /// Brings the data folder back to its old items from whichever phase the
 /// aside folders show, new items going back into `temporaryFolder`, and
-/// says whether there were any to bring back. Each step can run again after
-/// an interruption.
-bool putBack(const fs::path& target, const fs::path& temporaryFolder) {
+/// says whether there were any to bring back. With `keepWrittenData`, a
+/// data folder written after the old items had all moved aside stays and
+/// they are kept beside it. Each step can run again after an interruption.
+bool putBack(const fs::path& target, const fs::path& temporaryFolder, bool keepWrittenData) {
     const AsideFolders aside(target);
     const fs::path container = target.parent_path();
     bool found = false;
     if (isPresent(aside.discarded)) {
         // Past the point of no return: the data folder is whole and new.
         removeDiscarded(aside.discarded);
+    }
+    if (isPresent(aside.movingIn) && keepWrittenData && isPresent(target) &&
+        writtenSince(target, statusChangeTime(aside.movingIn))) {
+        const fs::path kept = keptFolderPath(target);
+        moveItem(aside.movingIn, kept);
+        syncFolder(container);
+        logKept(target, kept);
+        return false;
     }
     if (isPresent(aside.movingIn)) {
         if (!isPresent(temporaryFolder)) {
@@ -152,7 +242,7 @@ bool putBack(const fs::path& target, const fs::path& temporaryFolder) {
         if (!isPresent(target)) {
             fs::create_directory(target);
         }
-        moveContents(aside.movingOut, target);
+        moveBack(aside.movingOut, target);
         syncFolder(target);
         if (::rmdir(aside.movingOut.c_str()) != 0) {
             throw SystemError(errno, aside.movingOut);
@@ -190,7 +280,7 @@ void replaceContents(const fs::path& target, const fs::path& temporaryFolder) {
     } catch (...) {
         const std::exception_ptr failure = std::current_exception();
         try {
-            putBack(target, temporaryFolder);
+            putBack(target, temporaryFolder, false);
             if (created) {
                 ::rmdir(target.c_str());
             }
@@ -208,7 +298,7 @@ void replaceContents(const fs::path& target, const fs::path& temporaryFolder) {
 }
 
 bool recoverInterruptedReplacement(const fs::path& target, const fs::path& temporaryFolder) {
-    return putBack(target, temporaryFolder);
+    return putBack(target, temporaryFolder, true);
 }
 
 } // namespace corvina::engine

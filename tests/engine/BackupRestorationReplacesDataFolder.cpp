@@ -301,25 +301,37 @@ private Q_SLOTS:
     // next run, here the tool with a wrong password, first puts them back:
     // the data folder holds the old tree, or past the point of no return the
     // new one. A third run restores the new tree with nothing left over.
+    // When the companion wrote into the data folder in between, what it wrote
+    // stays there and no old item is lost: each is in the data folder or in
+    // the folder kept beside it, which later runs leave alone.
     void killedRestoreIsPutBackByTheNextRun_data() {
         QTest::addColumn<QString>("call");
         QTest::addColumn<QString>("argument"); // in the arguments of the call killed
         QTest::addColumn<int>("occurrence");
         QTest::addColumn<bool>("replaced");
+        QTest::addColumn<bool>("written"); // the companion writes before the next run
         const QString rename = u"renameat2"_s;
-        QTest::newRow("first old item moving aside") << rename << u"/.OldData/"_s << 1 << false;
-        QTest::newRow("some old items aside") << rename << u"/.OldData/"_s << 3 << false;
-        QTest::newRow("all old items aside") << rename << u"/.OldData-replaced\""_s << 1 << false;
-        QTest::newRow("first new item moving in") << rename << u"/.TempData/"_s << 1 << false;
-        QTest::newRow("some new items in") << rename << u"/.TempData/"_s << 2 << false;
-        // Only the removal of the old items unlinks their names.
-        QTest::newRow("old items being deleted") << u"unlinkat"_s << u"\"d.txt\""_s << 1 << true;
+        for (const bool written : {false, true}) {
+            const auto row = [&](const char* name) {
+                return &QTest::newRow(written ? qPrintable(name + u", then written"_s) : name);
+            };
+            *row("first old item moving aside") << rename << u"/.OldData/"_s << 1 << false << written;
+            *row("some old items aside") << rename << u"/.OldData/"_s << 3 << false << written;
+            *row("all old items aside") << rename << u"/.OldData-replaced\""_s << 1 << false
+                                        << written;
+            *row("first new item moving in") << rename << u"/.TempData/"_s << 1 << false << written;
+            *row("some new items in") << rename << u"/.TempData/"_s << 2 << false << written;
+            // Only the removal of the old items unlinks their names.
+            *row("old items being deleted") << u"unlinkat"_s << u"\"d.txt\""_s << 1 << true
+                                            << written;
+        }
     }
     void killedRestoreIsPutBackByTheNextRun() {
         QFETCH(QString, call);
         QFETCH(QString, argument);
         QFETCH(int, occurrence);
         QFETCH(bool, replaced);
+        QFETCH(bool, written);
         if (!runProgram(u"strace"_s, {u"-o"_s, u"/dev/null"_s, u"true"_s})) {
             QSKIP("strace can't trace here (missing, or ptrace refused)");
         }
@@ -352,16 +364,46 @@ private Q_SLOTS:
         QVERIFY(!runTool(c, u"pw"_s,
                          {u"-o"_s, u"/dev/null"_s, u"-e"_s,
                           u"inject=%1:signal=KILL:when=%2"_s.arg(call).arg(number)}));
-        QVERIFY(!runTool(c, u"falsch"_s));
-        if (replaced) {
-            QCOMPARE(withoutTimes(snapshot(c + u"/Data"_s)), newTree);
-        } else {
-            QCOMPARE(snapshot(c + u"/Data"_s), oldTree);
+        const QMap<QString, QByteArray> companion{{u"d.txt"_s, "nach Abbruch"},
+                                                  {u"nach Abbruch/neu.txt"_s, "neu"}};
+        if (written) {
+            QTest::qWait(20); // past the file system's clock tick
+            for (auto it = companion.begin(); it != companion.end(); ++it) {
+                QVERIFY(writeFile(c + u"/Data/"_s + it.key(), it.value()));
+            }
         }
+        QVERIFY(!runTool(c, u"falsch"_s));
         QVERIFY(names(c).filter(u".OldData"_s).isEmpty());
+        const QStringList kept = names(c).filter(u"Data vor unterbrochener Wiederherstellung"_s);
+        QMap<QString, Item> keptItems;
+        for (const QString& folder : kept) {
+            keptItems.insert(snapshot(c + u'/' + folder));
+        }
+        if (!written) {
+            QVERIFY(kept.isEmpty());
+            QCOMPARE(replaced ? withoutTimes(snapshot(c + u"/Data"_s)) : snapshot(c + u"/Data"_s),
+                     replaced ? newTree : oldTree);
+        } else {
+            const QMap<QString, Item> data = snapshot(c + u"/Data"_s);
+            for (auto it = companion.begin(); it != companion.end(); ++it) {
+                QCOMPARE(data.value(it.key()).content, it.value());
+            }
+            if (!replaced) {
+                for (auto it = oldTree.begin(); it != oldTree.end(); ++it) {
+                    QVERIFY2(it.key() == u"d.txt"_s || data.value(it.key()) == it.value() ||
+                                 keptItems.value(it.key()) == it.value(),
+                             qPrintable(it.key()));
+                }
+            }
+        }
         QVERIFY(runTool(c, u"pw"_s));
         QCOMPARE(withoutTimes(snapshot(c + u"/Data"_s)), newTree);
-        QCOMPARE(names(c), QStringList{u"Data"_s});
+        QCOMPARE(names(c), QStringList{u"Data"_s} + kept);
+        QMap<QString, Item> keptAfter;
+        for (const QString& folder : kept) {
+            keptAfter.insert(snapshot(c + u'/' + folder));
+        }
+        QCOMPARE(keptAfter, keptItems);
     }
 
     void foreignArchivesRestore_data() {
