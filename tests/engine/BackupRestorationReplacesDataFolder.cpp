@@ -315,15 +315,16 @@ private Q_SLOTS:
             const auto row = [&](const char* name) {
                 return &QTest::newRow(written ? qPrintable(name + u", then written"_s) : name);
             };
-            *row("first old item moving aside") << rename << u"/.OldData/"_s << 1 << false << written;
+            *row("first old item moving aside")
+                << rename << u"/.OldData/"_s << 1 << false << written;
             *row("some old items aside") << rename << u"/.OldData/"_s << 3 << false << written;
-            *row("all old items aside") << rename << u"/.OldData-replaced\""_s << 1 << false
-                                        << written;
+            *row("all old items aside")
+                << rename << u"/.OldData-replaced\""_s << 1 << false << written;
             *row("first new item moving in") << rename << u"/.TempData/"_s << 1 << false << written;
             *row("some new items in") << rename << u"/.TempData/"_s << 2 << false << written;
             // Only the removal of the old items unlinks their names.
-            *row("old items being deleted") << u"unlinkat"_s << u"\"d.txt\""_s << 1 << true
-                                            << written;
+            *row("old items being deleted")
+                << u"unlinkat"_s << u"\"d.txt\""_s << 1 << true << written;
         }
     }
     void killedRestoreIsPutBackByTheNextRun() {

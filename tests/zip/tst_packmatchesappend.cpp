@@ -75,12 +75,11 @@ void acceptedByEveryReader(const fs::path& zip, const fs::path& data) {
     Archive archive(zip, AccessMode::read);
     for (const Entry& entry : archive.entrySequence()) {
         QByteArray content;
-        const uint32_t crc = archive.readEntry(entry, defaultChunkSize, false, nullptr,
-                                               [&](std::span<const uint8_t> chunk) {
-                                                   content.append(
-                                                       reinterpret_cast<const char*>(chunk.data()),
-                                                       qsizetype(chunk.size()));
-                                               });
+        const uint32_t crc = archive.readEntry(
+            entry, defaultChunkSize, false, nullptr, [&](std::span<const uint8_t> chunk) {
+                content.append(reinterpret_cast<const char*>(chunk.data()),
+                               qsizetype(chunk.size()));
+            });
         QCOMPARE(crc, entry.entryChecksum());
         QCOMPARE(uint64_t(content.size()), entry.entryUncompressedSize());
         const fs::path original = data.parent_path() / entry.entryPath().toStdString();
