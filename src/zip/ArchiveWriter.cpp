@@ -4,6 +4,7 @@
 #include "zip/CompressionStream.h"
 #include "zip/Error.h"
 #include "zip/ItemInfo.h"
+#include "zip/SettledRead.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -41,27 +42,6 @@ std::string withTrailingSlash(std::string path) {
 uint64_t storedReadLimit(uint64_t declared, int64_t chunk) {
     const auto size = static_cast<uint64_t>(chunk);
     return declared == 0 ? 0 : ((declared - 1) / size + 1) * size;
-}
-
-/// What tells that a file changed while it was read.
-struct FileState {
-    off_t size = 0;
-    timespec modified{};
-    timespec changed{};
-
-    bool operator==(const FileState& other) const {
-        return size == other.size && modified.tv_sec == other.modified.tv_sec &&
-               modified.tv_nsec == other.modified.tv_nsec &&
-               changed.tv_sec == other.changed.tv_sec && changed.tv_nsec == other.changed.tv_nsec;
-    }
-};
-
-FileState fileState(int fd, const std::filesystem::path& location) {
-    struct stat st {};
-    if (::fstat(fd, &st) != 0) {
-        throw Error(DataError::unreadableFile, location, errno);
-    }
-    return {st.st_size, st.st_mtim, st.st_ctim};
 }
 
 /// The local header of a stored file of `size` bytes; with `zip64` its
@@ -237,10 +217,15 @@ LocalFileHeader ArchiveWriter::appendStoredFile(int fd, std::string_view path,
     const std::vector<uint8_t> placeholder =
         storedHeader(path, modTime, modDate, 0, 0, zip64).encode();
     bool changed = false;
+    // One read into the archive; it holds one version of the file when the
+    // file's state stayed the same and, for a file in use, where a write
+    // begun earlier leaves the times alone, a second read agrees.
     const auto readOnce = [&] {
         const FileState before = fileState(fd, location);
         const auto result = appendStored(fd, location, limit, progress);
-        const bool same = fileState(fd, location) == before;
+        const bool same =
+            fileState(fd, location) == before &&
+            (!isInUse(before) || checksumOf(fd, location, limit, m_scratch) == result.second);
         changed = changed || !same;
         return std::pair{result, same};
     };
@@ -271,23 +256,35 @@ LocalFileHeader ArchiveWriter::appendStoredFile(int fd, std::string_view path,
     // A larger file is read once, straight through the buffer. Its checksum
     // and size are known only after the data has gone on, so they follow it
     // in a data descriptor (general purpose bit 3) and the local header
-    // carries zeros; the central record has them as well. A file that
-    // changes while it is read is thus stored as the one pass that read it,
-    // its bytes, checksum and sizes agreeing, instead of failing the backup.
-    // The alternative, reading a large file twice (checksum first, data
-    // second) until both passes agree, doubles the reading and can still
-    // fail for a file that never holds still; a sink that can rewrite (a
-    // plain file) gets the final header patched in instead, which keeps
-    // those archives free of descriptors.
+    // carries zeros; the central record has them as well. Whatever happens
+    // to the file, the entry's bytes, checksum and sizes agree: the backup
+    // never fails on it. The other way, reading the file twice (checksum
+    // first, data second) until both passes agree, can't promise that for a
+    // file that never holds still, and reads everything twice. A file in use
+    // (written in the last seconds) is first copied into an unnamed file
+    // until a copy holds one version, and packed from there; a file at rest
+    // that changes anyway is stored as the one pass that read it. A sink
+    // that can rewrite (a plain file) gets the final header patched in
+    // instead, which keeps those archives free of descriptors.
     const bool patchable = m_ownSink != nullptr;
     LocalFileHeader header = storedHeader(path, modTime, modDate, 0, 0, zip64);
     if (!patchable) {
         header.generalPurposeBitFlag |= 0x0008;
     }
+    std::optional<SettledCopy> copy;
+    if (isInUse(fileState(fd, location))) {
+        copy.emplace(fd, location, limit);
+    }
     append(header.encode());
-    const auto [result, settled] = readOnce();
+    std::pair<uint64_t, uint32_t> result;
+    if (copy && copy->isValid()) {
+        result = appendStored(copy->fd(), location, limit, progress);
+        changed = copy->sawChange();
+    } else {
+        result = readOnce().first;
+    }
     const auto [written, crc] = result;
-    if (!settled) {
+    if (changed) {
         m_changedWhileRead.push_back(location);
     }
     LocalFileHeader final = storedHeader(path, modTime, modDate, crc, written, zip64);

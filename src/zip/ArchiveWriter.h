@@ -77,6 +77,8 @@ private:
     bool m_failed = false;
     ByteBuffer m_buffer;
     std::vector<std::filesystem::path> m_changedWhileRead;
+    /// Read buffer of the second read of a file in use, made on first use.
+    std::vector<uint8_t> m_scratch;
     uint64_t m_flushed = 0;
     std::vector<uint8_t> m_directory;
     EndRecords m_endRecords;
