@@ -106,6 +106,75 @@ private Q_SLOTS:
                  withoutTimes(snapshot(home.filePath(QStringLiteral("Data")))));
     }
 
+    // Files the companion writes while they are backed up: a 64 MiB file
+    // rewritten in place over and over, and a SQLite database that sqlite3
+    // writes to in a loop. The backup succeeds, every reader accepts it, and
+    // each file comes back as one version that was written whole.
+    void filesInUseComeBackAsOneVersion() {
+        QTemporaryDir home;
+        const QString big = home.filePath(QStringLiteral("Data/gross.bin"));
+        const QString db = home.filePath(QStringLiteral("Data/akten.sqlite"));
+        writeFile(big, QByteArray(64 << 20, '\1'));
+        writeFile(home.filePath(QStringLiteral("pw")), "pw");
+        QVERIFY(runProgram(QStringLiteral("sqlite3"),
+                           {db, "CREATE TABLE t(id INTEGER PRIMARY KEY, b BLOB);"}));
+        QProcess rewriter;
+        rewriter.start(python(), {"-c",
+                                  "import os, sys, time\n"
+                                  "fd = os.open(sys.argv[1], os.O_WRONLY)\n"
+                                  "k = 1\n"
+                                  "while True:\n"
+                                  "    k = k % 250 + 1\n"
+                                  "    os.pwrite(fd, bytes([k]) * (64 << 20), 0)\n"
+                                  "    time.sleep(0.4)\n",
+                                  big});
+        QProcess sqlite;
+        sqlite.start(QStringLiteral("sqlite3"), {db});
+        QByteArray script = "PRAGMA journal_mode=MEMORY;\n";
+        for (int i = 0; i < 100000; ++i) {
+            script += "INSERT INTO t(b) VALUES (randomblob(1000));\n";
+        }
+        sqlite.write(script);
+        QVERIFY(rewriter.waitForStarted() && sqlite.waitForStarted());
+        QTest::qWait(500);
+
+        const Run created =
+            runTool({"create", "--source", "@/Data", "--dest", "@/out", "--password-file", "@/pw"},
+                    home.path());
+        rewriter.kill();
+        sqlite.kill();
+        rewriter.waitForFinished();
+        sqlite.waitForFinished();
+        QCOMPARE(created.exitCode, 0);
+        const QString backup = created.lastLine();
+        QCOMPARE(runTool({"verify", "--backup", backup, "--password-file", "@/pw"}, home.path())
+                     .exitCode,
+                 0);
+        const QString zip = home.filePath(QStringLiteral("plain.zip"));
+        QVERIFY(openssl(true, backup, zip, QStringLiteral("pw")));
+        for (const QStringList& check :
+             {QStringList{"unzip", "-tq", zip}, QStringList{"bsdtar", "-xOf", zip},
+              QStringList{"7z", "t", zip}, QStringList{python(), "-m", "zipfile", "-t", zip}}) {
+            QVERIFY2(runProgram(check.first(), check.mid(1)), qPrintable(check.join(u' ')));
+        }
+
+        QVERIFY(QDir().mkpath(home.filePath(QStringLiteral("c"))));
+        QCOMPARE(runTool({"restore", "--backup", backup, "--container", "@/c", "--password-file",
+                          "@/pw"},
+                         home.path())
+                     .exitCode,
+                 0);
+        const QByteArray restored = readAll(home.filePath(QStringLiteral("c/Data/gross.bin")));
+        QCOMPARE(restored.size(), 64 << 20);
+        QVERIFY(restored == QByteArray(restored.size(), restored.front()));
+        QCOMPARE(runProgram(QStringLiteral("sqlite3"),
+                            {home.filePath(QStringLiteral("c/Data/akten.sqlite")),
+                             "PRAGMA integrity_check; SELECT count(*) > 0 AND count(*) = max(id) "
+                             "FROM t;"})
+                     .value_or("sqlite3 failed"),
+                 "ok\n1\n");
+    }
+
     // Without --source, --dest, --container and --password-file the tool
     // uses the companion's folders below HOME, the stored storage folder and
     // the keyring's archive password; without an item, the empty password.
