@@ -167,7 +167,6 @@ EncryptionResult restoreArchive(const QString& backupFile, const QString& contai
                                 OperationProgress* progress) {
     const fs::path container = toPath(containerDirectory);
     const fs::path temporaryZip = container / ".decryptedArchive.zip";
-    const fs::path temporaryFolder = container / ".TempData";
     const fs::path target = container / "Data";
     const auto failed = [] {
         return EncryptionResult::failure(FinderCommentError::Case::archiveCreationFailed);
@@ -175,8 +174,10 @@ EncryptionResult restoreArchive(const QString& backupFile, const QString& contai
 
     // A run that was killed while replacing left old items aside: they go
     // back before anything else happens.
+    DataFolderPlaces places;
     try {
-        if (recoverInterruptedReplacement(target, temporaryFolder)) {
+        places = dataFolderPlaces(target);
+        if (recoverInterruptedReplacement(places)) {
             diagnosticLog(QStringLiteral("Прежние данные возвращены после прерванной замены: ") +
                           pathText(target));
         }
@@ -186,8 +187,19 @@ EncryptionResult restoreArchive(const QString& backupFile, const QString& contai
         return failed();
     }
 
+    const fs::path temporaryFolder = places.temporaryFolder();
+    // Inside the data folder (a mount point, say), what a failure leaves of
+    // the new tree goes again, so that the folder is as it was.
+    const auto leaveNothingInside = [&] {
+        if (places.insideContents()) {
+            std::error_code ignored;
+            fs::remove_all(temporaryFolder, ignored);
+        }
+    };
+
     Decryption decryption = decryptBackup(backupFile, password, iv, progress);
     if (decryption.failure) {
+        leaveNothingInside();
         return *decryption.failure;
     }
     DecryptingReader& plaintext = *decryption.plaintext;
@@ -222,16 +234,18 @@ EncryptionResult restoreArchive(const QString& backupFile, const QString& contai
         diagnosticLog(QStringLiteral("Ошибка распаковки архива: ") +
                       describeException(std::current_exception()));
         leavePlaintextBehind(plaintext, temporaryZip);
+        leaveNothingInside();
         return failed();
     }
     diagnosticLog(QStringLiteral("Распаковка завершена."));
 
     try {
-        replaceContents(target, temporaryFolder);
+        replaceContents(places);
     } catch (...) {
         diagnosticLog(QStringLiteral("Ошибка замены содержимого директории: ") +
                       describeException(std::current_exception()));
         leavePlaintextBehind(plaintext, temporaryZip);
+        leaveNothingInside();
         return failed();
     }
     diagnosticLog(QStringLiteral("Данные успешно восстановлены в директорию: ") + pathText(target));
@@ -248,11 +262,14 @@ EncryptionResult restoreArchive(const QString& backupFile, const QString& contai
         diagnosticLog(QStringLiteral("Временные файлы удалены."));
     }
 
-    // A restore reported as done is on disk.
-    const int folder = ::open(container.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (folder >= 0) {
-        ::syncfs(folder);
-        ::close(folder);
+    // A restore reported as done is on disk, the data's file system as well
+    // where it is another.
+    for (const fs::path& folder : {container, places.work}) {
+        const int fd = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        if (fd >= 0) {
+            ::syncfs(fd);
+            ::close(fd);
+        }
     }
     if (progress != nullptr) {
         progress->complete();

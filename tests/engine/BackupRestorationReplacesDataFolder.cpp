@@ -10,6 +10,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <list>
+
 using namespace corvina;
 using namespace corvina::testing;
 using namespace Qt::StringLiterals;
@@ -303,28 +305,42 @@ private Q_SLOTS:
     // new one. A third run restores the new tree with nothing left over.
     // When the companion wrote into the data folder in between, what it wrote
     // stays there and no old item is lost: each is in the data folder or in
-    // the folder kept beside it, which later runs leave alone.
+    // the folder kept beside it, which later runs leave alone. All of this
+    // holds for a data folder that is a link into another file system (the
+    // link stays) or a mount point, and with a top-level folder its owner
+    // may not write.
     void killedRestoreIsPutBackByTheNextRun_data() {
         QTest::addColumn<QString>("call");
         QTest::addColumn<QString>("argument"); // in the arguments of the call killed
         QTest::addColumn<int>("occurrence");
         QTest::addColumn<bool>("replaced");
         QTest::addColumn<bool>("written"); // the companion writes before the next run
+        QTest::addColumn<QString>("layout");
         const QString rename = u"renameat2"_s;
-        for (const bool written : {false, true}) {
+        for (const auto& [layout, written] : {std::pair{u"folder"_s, false},
+                                              {u"folder"_s, true},
+                                              {u"link"_s, false},
+                                              {u"link"_s, true},
+                                              {u"mount"_s, false},
+                                              {u"mount"_s, true}}) {
             const auto row = [&](const char* name) {
-                return &QTest::newRow(written ? qPrintable(name + u", then written"_s) : name);
+                const QString tag = name + (written ? u", then written"_s : QString()) +
+                                    (layout == u"folder"_s ? QString() : u", "_s + layout);
+                return &QTest::newRow(qPrintable(tag));
             };
             *row("first old item moving aside")
-                << rename << u"/.OldData/"_s << 1 << false << written;
-            *row("some old items aside") << rename << u"/.OldData/"_s << 3 << false << written;
+                << rename << u"/.OldData/"_s << 1 << false << written << layout;
+            *row("some old items aside")
+                << rename << u"/.OldData/"_s << 3 << false << written << layout;
             *row("all old items aside")
-                << rename << u"/.OldData-replaced\""_s << 1 << false << written;
-            *row("first new item moving in") << rename << u"/.TempData/"_s << 1 << false << written;
-            *row("some new items in") << rename << u"/.TempData/"_s << 2 << false << written;
+                << rename << u"/.OldData-replaced\""_s << 1 << false << written << layout;
+            *row("first new item moving in")
+                << rename << u"/.TempData/"_s << 1 << false << written << layout;
+            *row("some new items in")
+                << rename << u"/.TempData/"_s << 2 << false << written << layout;
             // Only the removal of the old items unlinks their names.
             *row("old items being deleted")
-                << u"unlinkat"_s << u"\"d.txt\""_s << 1 << true << written;
+                << u"unlinkat"_s << u"\"d.txt\""_s << 1 << true << written << layout;
         }
     }
     void killedRestoreIsPutBackByTheNextRun() {
@@ -333,6 +349,7 @@ private Q_SLOTS:
         QFETCH(int, occurrence);
         QFETCH(bool, replaced);
         QFETCH(bool, written);
+        QFETCH(QString, layout);
         if (!runProgram(u"strace"_s, {u"-o"_s, u"/dev/null"_s, u"true"_s})) {
             QSKIP("strace can't trace here (missing, or ptrace refused)");
         }
@@ -346,17 +363,63 @@ private Q_SLOTS:
                                         u"--container"_s,       container,     u"--password-file"_s,
                                         work.filePath(password)};
             const QString tool = QStringLiteral(CORVINA_BACKUP_TOOL);
+            // Root too may not write a folder without write permission.
+            const QStringList asUser{u"--bounding-set=-dac_override,-dac_read_search"_s};
             if (strace.isEmpty()) {
-                return runProgram(tool, arguments).has_value();
+                return runProgram(u"setpriv"_s, asUser + QStringList{tool} + arguments).has_value();
             }
+            strace.prepend(u"strace"_s);
             strace << straceWithoutLeakCheck() << u"-f"_s << u"-qq"_s << u"-e"_s
                    << u"trace="_s + call << tool;
-            return runProgram(u"strace"_s, strace + arguments).has_value();
+            return runProgram(u"setpriv"_s, asUser + strace + arguments).has_value();
         };
         const QString probe = work.filePath(u"probe"_s);
         const QString c = work.filePath(u"c"_s);
-        writeOldTree(probe + u"/Data"_s);
-        const auto oldTree = writeOldTree(c + u"/Data"_s);
+        // Data as a folder, as a link into another file system, or as a mount
+        // point; a top-level folder in it that its owner may not write. The
+        // replacement's own folders are where `side` says.
+        std::list<ScopedMount> mounts;
+        const auto prepare = [&](const QString& container) {
+            const QString data = container + u"/Data"_s;
+            QString side = container;
+            if (layout == u"link"_s) {
+                side = container + u"-fs"_s;
+                QDir().mkpath(side);
+                if (!mounts.emplace_back(side, "tmpfs").isMounted()) {
+                    return QString();
+                }
+                QDir().mkpath(side + u"/Daten"_s);
+                QDir().mkpath(container);
+                QFile::link(side + u"/Daten"_s, data);
+            } else {
+                QDir().mkpath(data);
+                if (layout == u"mount"_s) {
+                    side = data;
+                    if (!mounts.emplace_back(data, "tmpfs").isMounted()) {
+                        return QString();
+                    }
+                }
+            }
+            writeOldTree(data);
+            chmod(QFile::encodeName(data + u"/b"_s).constData(), 0555);
+            return side;
+        };
+        if (prepare(probe).isEmpty()) {
+            QSKIP("cannot mount a scratch file system here (needs CAP_SYS_ADMIN)");
+        }
+        const QString side = prepare(c);
+        const auto oldTree = snapshot(c + u"/Data"_s);
+        // The data without the replacement's own folders where they are in it.
+        const auto dataItems = [&] {
+            QMap<QString, Item> items = snapshot(c + u"/Data"_s);
+            items.removeIf([&](const auto& item) {
+                const QString top = item.key().section(u'/', 0, 0);
+                return layout == u"mount"_s &&
+                       (top.contains(u" vor unterbrochener Wiederherstellung"_s) ||
+                        top.startsWith(u".OldData"_s) || top == u".TempData"_s);
+            });
+            return items;
+        };
         const QString trace = work.filePath(u"trace"_s);
         QVERIFY(runTool(probe, u"pw"_s, {u"-o"_s, trace}));
         const int number = callNumber(trace, call, argument, occurrence);
@@ -374,18 +437,18 @@ private Q_SLOTS:
             }
         }
         QVERIFY(!runTool(c, u"falsch"_s));
-        QVERIFY(names(c).filter(u".OldData"_s).isEmpty());
-        const QStringList kept = names(c).filter(u"Data vor unterbrochener Wiederherstellung"_s);
+        QVERIFY(names(side).filter(u".OldData"_s).isEmpty());
+        const QStringList kept = names(side).filter(u" vor unterbrochener Wiederherstellung"_s);
         QMap<QString, Item> keptItems;
         for (const QString& folder : kept) {
-            keptItems.insert(snapshot(c + u'/' + folder));
+            keptItems.insert(snapshot(side + u'/' + folder));
         }
         if (!written) {
             QVERIFY(kept.isEmpty());
-            QCOMPARE(replaced ? withoutTimes(snapshot(c + u"/Data"_s)) : snapshot(c + u"/Data"_s),
+            QCOMPARE(replaced ? withoutTimes(dataItems()) : dataItems(),
                      replaced ? newTree : oldTree);
         } else {
-            const QMap<QString, Item> data = snapshot(c + u"/Data"_s);
+            const QMap<QString, Item> data = dataItems();
             for (auto it = companion.begin(); it != companion.end(); ++it) {
                 QCOMPARE(data.value(it.key()).content, it.value());
             }
@@ -398,11 +461,15 @@ private Q_SLOTS:
             }
         }
         QVERIFY(runTool(c, u"pw"_s));
-        QCOMPARE(withoutTimes(snapshot(c + u"/Data"_s)), newTree);
-        QCOMPARE(names(c), QStringList{u"Data"_s} + kept);
+        QCOMPARE(withoutTimes(dataItems()), newTree);
+        QCOMPARE(QFileInfo(c + u"/Data"_s).isSymLink(), layout == u"link"_s);
+        QCOMPARE(names(c),
+                 layout == u"folder"_s ? QStringList{u"Data"_s} + kept : QStringList{u"Data"_s});
+        QVERIFY(names(side).filter(u".OldData"_s).isEmpty() &&
+                !names(side).contains(u".TempData"_s));
         QMap<QString, Item> keptAfter;
         for (const QString& folder : kept) {
-            keptAfter.insert(snapshot(c + u'/' + folder));
+            keptAfter.insert(snapshot(side + u'/' + folder));
         }
         QCOMPARE(keptAfter, keptItems);
     }
