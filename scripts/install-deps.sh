@@ -24,6 +24,8 @@ packages=(
     libclang-rt-14-dev
     # tests: real file system faults (loop images, exFAT through FUSE, chattr, killed runs)
     e2fsprogs exfatprogs exfat-fuse strace
+    # tests: a network share on 127.0.0.1 (sshd started by the test, mounted through sshfs)
+    openssh-server openssh-client sshfs
     # tests: desktop entry, metainfo, unit file and manual page checks
     desktop-file-utils appstream systemd man-db
 )

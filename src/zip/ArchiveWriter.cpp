@@ -97,6 +97,15 @@ void throwIfCancelled(const Progress* progress) {
 
 } // namespace
 
+uint64_t sinkDescriptorBytes(uint64_t size, std::size_t pathBytes) {
+    const uint64_t limit = storedReadLimit(size, defaultChunkSize);
+    const bool zip64 = limit >= max32;
+    if (LocalFileHeader::fixedSize + pathBytes + (zip64 ? 20 : 0) + limit <= bufferCapacity) {
+        return 0;
+    }
+    return zip64 ? ZIP64DataDescriptor::fixedSize : DataDescriptor::fixedSize;
+}
+
 ArchiveWriter::ArchiveWriter(const std::filesystem::path& destination)
     : m_url(destination)
     , m_ownSink(std::make_unique<FileSink>(destination))

@@ -23,6 +23,11 @@ namespace corvina::zip {
 /// carries its checksum and sizes in a data descriptor after the data. So a
 /// sink never has to rewrite stored archives; deflated entries, and large
 /// stored ones in an archive file of the writer's own, are patched in place.
+/// The bytes a stored file of `size` bytes, whose entry path has
+/// `pathBytes`, gets after its data when packed through a sink: a data
+/// descriptor when the entry doesn't fit the write buffer, else none.
+uint64_t sinkDescriptorBytes(uint64_t size, std::size_t pathBytes);
+
 class ArchiveWriter {
 public:
     /// Creates `destination` exclusively, mode 0600.
