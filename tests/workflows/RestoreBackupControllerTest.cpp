@@ -1,3 +1,4 @@
+#include "SshfsShare.h"
 #include "WorkflowTestSupport.h"
 
 #include "engine/EncryptionService.h"
@@ -37,6 +38,7 @@ private Q_SLOTS:
     void commentEditorReadsWritesAndCarriesOver();
     void deletionAsksThenRemovesFileAndSelection();
     void screenClosedByLockWhileWorking();
+    void storageOnANetworkShare();
 
 private:
     QString makeBackup(const QString& password);
@@ -265,4 +267,45 @@ void RestoreBackupControllerTest::screenClosedByLockWhileWorking() {
 }
 
 QTEST_GUILESS_MAIN(RestoreBackupControllerTest)
+// The storage folder on a network share (sshfs to a local sshd): a backup
+// is made, commented, listed, restored and deleted there, and the open list
+// follows backups another machine adds or removes (here: in the share's
+// backing folder, which inotify doesn't see) within 10 s.
+void RestoreBackupControllerTest::storageOnANetworkShare() {
+    SshfsShare share(m_home.filePath("share"));
+    if (!share.failure().isEmpty()) {
+        QSKIP(qPrintable(share.failure()));
+    }
+    const QString local = std::exchange(m_storage, share.mount);
+    storeStorageFolder(m_storage);
+    const QString backup = makeBackup(QStringLiteral("Pässwort"));
+    QVERIFY(!backup.isEmpty());
+    QCOMPARE(addFinderComment("Auf dem NAS", backup), EncryptionResult::success());
+    writeFile(m_data + "/database.sqlite", "changed since");
+    RestoreZipViewModel& model = openScreen();
+    const QString name = QFileInfo(backup).fileName();
+    QCOMPARE(listedNames(*model.backups()), QStringList{name});
+    QCOMPARE(listBackups(m_storage).value(0).comment.value_or("-"), QStringLiteral("Auf dem NAS"));
+
+    const QString dropped = "Backup_2030-01-01_00-00-00.halvorn";
+    writeFile(share.backing + "/" + dropped, "x");
+    QTRY_COMPARE_WITH_TIMEOUT(listedNames(*model.backups()), (QStringList{dropped, name}), 10000);
+    QFile::remove(share.backing + "/" + dropped);
+    QTRY_COMPARE_WITH_TIMEOUT(listedNames(*model.backups()), QStringList{name}, 10000);
+    writeFile(share.backing + "/" + dropped, "x");
+    QTRY_COMPARE_WITH_TIMEOUT(model.backups()->rowCount(), 2, 10000);
+    model.beginDeleteBackup(QUrl::fromLocalFile(m_storage + "/" + dropped));
+    model.confirmDeleteBackup();
+    QVERIFY(!QFile::exists(share.backing + "/" + dropped));
+    QTRY_COMPARE(listedNames(*model.backups()), QStringList{name});
+
+    QSignalSpy closed(&m_host, &ActionHost::closeViewRequested);
+    model.setSelectedURL(QUrl::fromLocalFile(backup));
+    m_host.flipPerformAction();
+    QTRY_COMPARE_WITH_TIMEOUT(closed.count(), 1, 60000);
+    QCOMPARE(m_host.messageText(), "Das Backup wurde erfolgreich wiederhergestellt.");
+    QCOMPARE(readFile(m_data + "/database.sqlite"), QByteArray("original"));
+    m_storage = local;
+}
+
 #include "RestoreBackupControllerTest.moc"
