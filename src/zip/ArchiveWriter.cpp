@@ -247,6 +247,7 @@ LocalFileHeader ArchiveWriter::appendStoredFile(int fd, std::string_view path,
         const std::size_t dataStart = m_buffer.size();
         auto [result, settled] = readOnce();
         for (int attempt = 1; !settled && attempt < settleAttempts; ++attempt) {
+            pauseBeforeAttempt(attempt);
             m_buffer.resize(dataStart);
             if (::lseek(fd, 0, SEEK_SET) < 0) {
                 throw Error(DataError::unreadableFile, location, errno);

@@ -6,7 +6,9 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <optional>
+#include <thread>
 #include <vector>
 
 #include <fcntl.h>
@@ -51,6 +53,11 @@ uint32_t checksumOf(int fd, const std::filesystem::path& location, uint64_t limi
         }
     }
     return crc;
+}
+
+void pauseBeforeAttempt(int attempt) {
+    // A writer's burst passes; a later read may fall between two.
+    std::this_thread::sleep_for(std::chrono::milliseconds(10) * attempt);
 }
 
 bool FileState::operator==(const FileState& other) const {
@@ -105,6 +112,7 @@ SettledCopy::SettledCopy(int fd, const std::filesystem::path& location, uint64_t
         return crc;
     };
     for (int attempt = 0; attempt < copyAttempts; ++attempt) {
+        pauseBeforeAttempt(attempt);
         const FileState before = fileState(fd, location);
         std::optional<uint32_t> copied;
         if (::ftruncate(m_fd, 0) == 0 && ::lseek(m_fd, 0, SEEK_SET) == 0) {

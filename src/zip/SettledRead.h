@@ -26,6 +26,9 @@ FileState fileState(int fd, const std::filesystem::path& location);
 /// (a database the companion keeps open) rather than one at rest.
 bool isInUse(const FileState& state);
 
+/// Waits a little longer before each further attempt to read a file in use.
+void pauseBeforeAttempt(int attempt);
+
 /// The checksum of the first `limit` bytes of `fd`, read from its start
 /// through `chunk` (sized on first use). Throws Error.
 uint32_t checksumOf(int fd, const std::filesystem::path& location, uint64_t limit,

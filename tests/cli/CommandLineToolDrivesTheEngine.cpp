@@ -131,8 +131,9 @@ private Q_SLOTS:
         QProcess sqlite;
         sqlite.start(QStringLiteral("sqlite3"), {db});
         QByteArray script = "PRAGMA journal_mode=MEMORY;\n";
-        for (int i = 0; i < 100000; ++i) {
-            script += "INSERT INTO t(b) VALUES (randomblob(1000));\n";
+        // A transaction every few milliseconds, as a program in use writes.
+        for (int i = 0; i < 5000; ++i) {
+            script += "INSERT INTO t(b) VALUES (randomblob(1000));\n.shell sleep 0.01\n";
         }
         sqlite.write(script);
         QVERIFY(rewriter.waitForStarted() && sqlite.waitForStarted());
