@@ -264,7 +264,10 @@ void DecryptingReader::requestAfter(uint64_t index) {
 
 DecryptingReader::Window DecryptingReader::takeBuffer() {
     if (m_spare.empty()) {
-        return Window(new uint8_t[windowBytes]);
+        // A small file's only window needs no more room than the file.
+        const auto size = static_cast<std::size_t>(
+            std::min<uint64_t>(windowBytes, aesBlockSize + m_ciphertextSize));
+        return Window(new uint8_t[size]);
     }
     Window bytes = std::move(m_spare.back());
     m_spare.pop_back();
