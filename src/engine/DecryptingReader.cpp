@@ -114,11 +114,12 @@ DecryptingReader::DecryptingReader(FileDescriptor ciphertext, std::filesystem::p
     std::size_t produced = last.update(std::span(tail.data(), tailSize), unpadded.data());
     produced += last.finish(unpadded.data() + produced);
     m_size = tailStart + produced;
-
-    m_thread = std::thread([this] { run(); });
 }
 
 DecryptingReader::~DecryptingReader() {
+    if (!m_thread.joinable()) {
+        return;
+    }
     {
         std::lock_guard lock(m_mutex);
         m_stopping = true;
@@ -258,6 +259,11 @@ void DecryptingReader::requestAfter(uint64_t index) {
         m_wanted.pop_front();
     }
     if (added) {
+        // The thread starts with the first window to decrypt ahead: a file
+        // of one window never needs it.
+        if (!m_thread.joinable()) {
+            m_thread = std::thread([this] { run(); });
+        }
         m_changed.notify_all();
     }
 }
