@@ -118,37 +118,47 @@ std::vector<uint8_t> buildArchive(std::string_view input) {
     return archive;
 }
 
-/// Removes a tree that extraction may have left with folders of mode 0.
-void removeTree(int parent, const char* name) {
-    struct stat st {};
-    if (fstatat(parent, name, &st, AT_SYMLINK_NOFOLLOW) != 0) {
+/// Everything beneath a folder, children before their folder, with links
+/// marked. Folders are opened up first, as extraction may leave mode 0.
+struct Item {
+    std::string path;
+    bool isFolder;
+    bool isLink;
+};
+
+void listTree(const std::string& folder, std::vector<Item>& items) {
+    ::chmod(folder.c_str(), 0700);
+    DIR* dir = ::opendir(folder.c_str());
+    if (dir == nullptr) {
         return;
     }
-    if (S_ISDIR(st.st_mode)) {
-        fchmodat(parent, name, 0700, 0);
-        const int fd = openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-        if (fd >= 0) {
-            DIR* dir = fdopendir(fd);
-            std::vector<std::string> names;
-            while (const dirent* item = readdir(dir)) {
-                if (std::strcmp(item->d_name, ".") != 0 && std::strcmp(item->d_name, "..") != 0) {
-                    names.emplace_back(item->d_name);
-                }
-            }
-            for (const std::string& child : names) {
-                removeTree(fd, child.c_str());
-            }
-            closedir(dir);
+    while (const dirent* entry = ::readdir(dir)) {
+        if (std::strcmp(entry->d_name, ".") == 0 || std::strcmp(entry->d_name, "..") == 0) {
+            continue;
         }
+        std::string path = folder + "/" + entry->d_name;
+        if (entry->d_type == DT_DIR) {
+            listTree(path, items);
+        }
+        items.push_back({std::move(path), entry->d_type == DT_DIR, entry->d_type == DT_LNK});
     }
-    unlinkat(parent, name, S_ISDIR(st.st_mode) ? AT_REMOVEDIR : 0);
+    ::closedir(dir);
+}
+
+void removeItems(const std::vector<Item>& items) {
+    for (const Item& item : items) {
+        ::unlinkat(AT_FDCWD, item.path.c_str(), item.isFolder ? AT_REMOVEDIR : 0);
+    }
 }
 
 /// The scratch folder: the extraction folder lies some levels deep in it, so
-/// that an escape upwards lands where the check below looks.
+/// that an escape upwards lands in one of the folders on the way, whose
+/// change times tell whether anything was made in them.
 struct Scratch {
     fs::path top;
     fs::path root;
+    std::vector<std::pair<std::string, timespec>> ancestors;
+
     Scratch() {
         // In memory where there is a tmpfs: a disk file system spends most of
         // an input's time on making and removing inodes.
@@ -161,9 +171,22 @@ struct Scratch {
         }
         top = pattern;
         root = top / "a" / "b" / "c" / "d" / "root";
-        fs::create_directories(root.parent_path());
+        fs::create_directories(root);
+        for (fs::path folder = root.parent_path();; folder = folder.parent_path()) {
+            struct stat st {};
+            ::stat(folder.c_str(), &st);
+            ancestors.emplace_back(folder.string(), st.st_mtim);
+            if (folder == top) {
+                break;
+            }
+        }
     }
-    ~Scratch() { removeTree(AT_FDCWD, top.c_str()); }
+    ~Scratch() {
+        std::vector<Item> items;
+        listTree(top.string(), items);
+        removeItems(items);
+        ::rmdir(top.c_str());
+    }
     Scratch(const Scratch&) = delete;
     Scratch& operator=(const Scratch&) = delete;
 };
@@ -178,17 +201,13 @@ const Scratch& scratch() {
     std::abort();
 }
 
-/// Nothing but the folders leading to the root may exist outside it.
+/// Nothing was made or removed in the folders leading to the root.
 void checkNothingOutside() {
-    const Scratch& s = scratch();
-    for (fs::path folder = s.root.parent_path();; folder = folder.parent_path()) {
-        for (const auto& item : fs::directory_iterator(folder)) {
-            if (!s.root.string().starts_with(item.path().string() + "/") && item.path() != s.root) {
-                escaped(item.path(), "created outside the folder:");
-            }
-        }
-        if (folder == s.top) {
-            break;
+    for (const auto& [folder, modified] : scratch().ancestors) {
+        struct stat st {};
+        if (::stat(folder.c_str(), &st) != 0 || st.st_mtim.tv_sec != modified.tv_sec ||
+            st.st_mtim.tv_nsec != modified.tv_nsec) {
+            escaped(folder, "something was created outside the folder, in");
         }
     }
 }
@@ -201,22 +220,18 @@ bool beneathRoot(const fs::path& path) {
 /// Every link inside the root, resolved by the kernel as far as it exists,
 /// leads inside it (contained extraction) or, when it leads outside, to no
 /// file this run wrote (the restore's loop makes links as they stand).
-void checkLinks(bool linksMayLeave, const timespec& started) {
-    std::error_code error;
-    for (auto it = fs::recursive_directory_iterator(scratch().root, error);
-         it != fs::recursive_directory_iterator(); it.increment(error)) {
-        if (error) {
-            break;
-        }
-        if (!it->is_symlink(error)) {
+void checkLinks(const std::vector<Item>& items, bool linksMayLeave, const timespec& started) {
+    for (const Item& item : items) {
+        if (!item.isLink) {
             continue;
         }
-        const fs::path resolved = fs::weakly_canonical(it->path(), error);
+        std::error_code error;
+        const fs::path resolved = fs::weakly_canonical(item.path, error);
         if (error || beneathRoot(resolved)) {
             continue;
         }
         if (!linksMayLeave) {
-            escaped(it->path(), "link leads outside the folder:");
+            escaped(item.path, "link leads outside the folder:");
         }
         // Only files count: shared folders such as /tmp change all the time,
         // and kernel file systems show the time of the look-up as the change.
@@ -242,8 +257,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const bool restoreLoop = (data[0] & 1) != 0;
     std::vector<uint8_t> bytes =
         buildArchive(std::string_view(reinterpret_cast<const char*>(data) + 1, size - 1));
+    // The root stays from input to input, emptied: making and removing it
+    // would change its parent.
     const fs::path& root = scratch().root;
-    if (::mkdir(root.c_str(), 0700) != 0) {
+    if (::chmod(root.c_str(), 0700) != 0) {
         std::abort();
     }
     timespec started{};
@@ -267,7 +284,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         (void)error.what();
     }
     checkNothingOutside();
-    checkLinks(restoreLoop, started);
-    removeTree(AT_FDCWD, root.c_str());
+    std::vector<Item> items;
+    listTree(root.string(), items);
+    checkLinks(items, restoreLoop, started);
+    removeItems(items);
     return 0;
 }
