@@ -119,6 +119,20 @@ void restoreSymbolicLink(zip::Archive& archive, const zip::Entry& entry, zip::Ex
     }
 }
 
+/// After a failed unpacking or replacing, the decrypted archive is left
+/// beside the data, owner-only, for whoever looks into the failure, as the
+/// temporary ZIP of earlier versions was; the next restore replaces it. Best
+/// effort: the failure stands whatever becomes of this.
+void leavePlaintextBehind(DecryptingReader& plaintext, const fs::path& temporaryZip) {
+    try {
+        writePlaintext(plaintext, temporaryZip);
+    } catch (...) {
+        diagnosticLog(QStringLiteral("Ошибка: ") + describeException(std::current_exception()));
+    }
+}
+
+} // namespace
+
 void unpackEntries(zip::Archive& archive, zip::ExtractionRoot& root, OperationProgress* progress) {
     EntryProgress counted(progress);
     for (const zip::Entry& entry : archive.entrySequence()) {
@@ -147,20 +161,6 @@ void unpackEntries(zip::Archive& archive, zip::ExtractionRoot& root, OperationPr
         counted.end(entry);
     }
 }
-
-/// After a failed unpacking or replacing, the decrypted archive is left
-/// beside the data, owner-only, for whoever looks into the failure, as the
-/// temporary ZIP of earlier versions was; the next restore replaces it. Best
-/// effort: the failure stands whatever becomes of this.
-void leavePlaintextBehind(DecryptingReader& plaintext, const fs::path& temporaryZip) {
-    try {
-        writePlaintext(plaintext, temporaryZip);
-    } catch (...) {
-        diagnosticLog(QStringLiteral("Ошибка: ") + describeException(std::current_exception()));
-    }
-}
-
-} // namespace
 
 EncryptionResult restoreArchive(const QString& backupFile, const QString& containerDirectory,
                                 const QString& password, const QByteArray& iv,
