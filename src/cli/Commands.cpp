@@ -81,6 +81,10 @@ int runCreate(const QStringList& arguments) {
         return usageError(parser, arguments, error);
     }
 
+    const std::optional<DataFolderLock> lock = lockDataFolder(source);
+    if (!lock) {
+        return exitBusy;
+    }
     const CreatedBackup created = [&] {
         ProgressLine line;
         return line.await(EncryptionService::shared().createBackup(
@@ -105,6 +109,10 @@ int runRestore(const QStringList& arguments) {
                                  QStringLiteral("The folder that holds Data (default: the "
                                                 "companion application's container)."),
                                  QStringLiteral("dir")));
+    parser.addOption(QCommandLineOption(
+        QStringLiteral("accept-damaged"),
+        QStringLiteral("Last resort when the only backup left is damaged: restores entries whose "
+                       "size or CRC-32 do not match as they are, and names them.")));
     addPasswordOption(parser);
     if (const auto done = parseArguments(parser, arguments, 0)) {
         return *done;
@@ -120,12 +128,25 @@ int runRestore(const QStringList& arguments) {
     if (!password) {
         return usageError(parser, arguments, error);
     }
-    const EncryptionResult result = [&] {
+    const std::optional<DataFolderLock> lock = lockDataFolder(container + QStringLiteral("/Data"));
+    if (!lock) {
+        return exitBusy;
+    }
+    const QString backup = parser.value(QStringLiteral("backup"));
+    if (!parser.isSet(QStringLiteral("accept-damaged"))) {
         ProgressLine line;
-        return line.await(EncryptionService::shared().restoreEncryptedArchive(
-            parser.value(QStringLiteral("backup")), container, *password, line.progress()));
+        return report(line.await(EncryptionService::shared().restoreEncryptedArchive(
+            backup, container, *password, line.progress())));
+    }
+    const DamagedRestore restored = [&] {
+        ProgressLine line;
+        return line.await(EncryptionService::shared().restoreAcceptingDamage(
+            backup, container, *password, line.progress()));
     }();
-    return report(result);
+    for (const QString& entry : restored.damagedEntries) {
+        printOut(QStringLiteral("damaged entry: ") + entry);
+    }
+    return report(restored.result);
 }
 
 int runVerify(const QStringList& arguments) {
