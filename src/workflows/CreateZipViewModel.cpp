@@ -131,6 +131,7 @@ QFuture<EncryptionResult> CreateZipViewModel::runAction() {
     auto progress = std::make_shared<OperationProgress>();
     QFuture<EncryptionResult> run = createArchive(readArchivePassword(), progress);
     if (m_host) {
+        m_host->holdUntilFinished(run);
         m_host->followProgress(std::move(progress));
     }
     whenFinished(this, run, [this](const EncryptionResult& result) {

@@ -110,7 +110,9 @@ Item {
             textLeft: "Abbrechen"
             textMiddle: model.sheetButtonText
             textRight: "additional"
-            isMiddleDisabled: root.host.isSaveButtonDisabled
+            // Inert from a press until its action has ended: the second
+            // press of a double click must not start the action again.
+            isMiddleDisabled: root.host.isSaveButtonDisabled || root.host.isActionPending
             onCallbackLeft: root.host.closeView()
             onCallbackMiddle: root.host.startAction(model.backupActionType)
 
@@ -169,6 +171,28 @@ Item {
                 "action": item => root.host.closeCompanionApplication()
             }]
         onDismissed: root.host.dismissCloseAlert()
+    }
+
+    // Another action on the data runs (in this window, the tool or the
+    // timer): nothing was started.
+    Binding {
+        target: busyAlert
+        property: "selectedItem"
+        value: root.host.isDataBusy ? "busy" : undefined
+    }
+    CustomAlert {
+        id: busyAlert
+        objectName: "busyAlert"
+        title: root.host.busyAlertTitle
+        message: item => root.host.busyAlertMessage
+        alertType: AlertCustomType.warn
+        buttons: [{
+                "title": "OK",
+                "bgColor": Theme.accentColor,
+                "isDefault": true,
+                "action": item => root.host.dismissBusyAlert()
+            }]
+        onDismissed: root.host.dismissBusyAlert()
     }
 
     // The working pop-up, while an action runs. Nothing dismisses it but
