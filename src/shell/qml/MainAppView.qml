@@ -18,6 +18,7 @@ Item {
     readonly property BlurredSheetContentHelper sheetFrame: sheetContent
     readonly property ModalSheet actionSheet: sheet
     readonly property CustomAlert closeAlert: closeAlert
+    readonly property CustomAlert busyAlert: busyAlert
     readonly property ModalSheet workingPopUp: workingPopUp
 
     MainAppViewModel {

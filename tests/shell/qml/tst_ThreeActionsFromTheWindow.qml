@@ -119,11 +119,13 @@ TestCase {
         // press of the button meanwhile starts nothing more.
         keyClick(Qt.Key_Return);
         tryCompare(TestWorld, "companionRunning", false, 5000);
-        compare(actionRuns.count, 0);
+        tryCompare(view.closeAlert, "visible", false);
         mouseClick(findChild(view.sheetFrame, "sheetMiddleButton"));
+        compare(actionRuns.count, 0);
         waitForResult("Das Backup wurde erfolgreich wiederhergestellt.");
         compare(actionRuns.count, 1);
         compare(view.closeAlert.opened, false);
+        compare(view.busyAlert.opened, false);
         compare(TestWorld.dataFiles(), originalFiles);
     }
 
