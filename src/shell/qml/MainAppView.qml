@@ -19,6 +19,7 @@ Item {
     readonly property ModalSheet actionSheet: sheet
     readonly property CustomAlert closeAlert: closeAlert
     readonly property CustomAlert busyAlert: busyAlert
+    readonly property CustomAlert refusalAlert: refusalAlert
     readonly property ModalSheet workingPopUp: workingPopUp
 
     MainAppViewModel {
@@ -194,6 +195,26 @@ Item {
                 "action": item => root.host.dismissBusyAlert()
             }]
         onDismissed: root.host.dismissBusyAlert()
+    }
+
+    // An action that refused to start says why.
+    Binding {
+        target: refusalAlert
+        property: "selectedItem"
+        value: root.host.alertMessage.length > 0 ? root.host.alertMessage : undefined
+    }
+    CustomAlert {
+        id: refusalAlert
+        objectName: "refusalAlert"
+        title: "Fehler"
+        message: item => item
+        alertType: AlertCustomType.warn
+        buttons: [{
+                "title": "OK",
+                "bgColor": Theme.accentColor,
+                "isDefault": true
+            }]
+        onDismissed: root.host.dismissAlert()
     }
 
     // The working pop-up, while an action runs. Nothing dismisses it but
