@@ -1,5 +1,6 @@
 #pragma once
 
+#include "engine/DataFolderLock.h"
 #include "engine/FinderCommentError.h"
 
 #include <QCommandLineParser>
@@ -39,6 +40,9 @@ enum ExitCode : int {
     exitFailure = 1,
     /// The arguments were wrong; a usage message went to stderr.
     exitUsage = 2,
+    /// Another action on the same data folder (in the window, the timer or
+    /// another run of the tool) was running; nothing was done.
+    exitBusy = 3,
     /// The keyring could not give the archive password (locked, the unlock
     /// prompt dismissed, not reachable); nothing was written.
     exitKeyringUnavailable = 4,
@@ -72,6 +76,10 @@ void printError(const QString& line);
 /// Writes the German text of a failure to stderr; returns exitFailure, or
 /// exitSuccess for a success.
 int report(const EncryptionResult& result);
+
+/// The lock of `dataFolder` for one action, or nothing when another action
+/// holds it; the reason then went to stderr.
+std::optional<DataFolderLock> lockDataFolder(const QString& dataFolder);
 
 /// Adds --password-file to a command's options.
 void addPasswordOption(QCommandLineParser& parser);

@@ -173,6 +173,11 @@ int runSchedule(const QStringList& arguments) {
     parser.addOption(QCommandLineOption(QStringLiteral("comment"),
                                         QStringLiteral("The comment of each scheduled backup."),
                                         QStringLiteral("text")));
+    parser.addOption(QCommandLineOption(
+        QStringLiteral("wait"),
+        QStringLiteral("run: how long to wait for another action on the data folder to end "
+                       "(default 600)."),
+        QStringLiteral("seconds"), QStringLiteral("600")));
     if (const auto done = parseArguments(parser, arguments, 1)) {
         return *done;
     }
@@ -187,7 +192,12 @@ int runSchedule(const QStringList& arguments) {
         return status();
     }
     if (action == QLatin1String("run")) {
-        return runScheduledBackup();
+        bool valid = false;
+        const int wait = parser.value(QStringLiteral("wait")).toInt(&valid);
+        if (!valid || wait < 0) {
+            return usageError(parser, arguments, QStringLiteral("--wait erwartet Sekunden"));
+        }
+        return runScheduledBackup(std::chrono::seconds(wait));
     }
     return usageError(parser, arguments,
                       QStringLiteral("erwartet: enable, disable, status oder run"));

@@ -4,6 +4,7 @@
 #include <QString>
 #include <QStringList>
 
+#include <chrono>
 #include <optional>
 
 namespace corvina::cli {
@@ -48,7 +49,9 @@ inline const QString lastResult = QStringLiteral("scheduleLastResult");
 /// stored storage folder. A failure ends with exitFailure, its German reason
 /// on stderr (the journal) and in a desktop notification; a success prints
 /// the backup's path. Either way the outcome is kept for `schedule status`.
-int runScheduledBackup();
+/// While another action on the data folder runs, the run waits for it up to
+/// `lockWait`, then fails.
+int runScheduledBackup(std::chrono::seconds lockWait);
 
 /// Runs `systemctl --user arguments...`; true when it exited with 0.
 bool userSystemctl(const QStringList& arguments, QString* output = nullptr);

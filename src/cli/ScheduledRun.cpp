@@ -4,6 +4,7 @@
 #include "cli/ScheduleUnits.h"
 
 #include "engine/ApplicationIdentity.h"
+#include "engine/DataFolderLock.h"
 #include "engine/EncryptionService.h"
 #include "session/KeychainService.h"
 #include "workflows/StorageLocation.h"
@@ -79,7 +80,7 @@ int failed(const QString& reason) {
 
 } // namespace
 
-int runScheduledBackup() {
+int runScheduledBackup(std::chrono::seconds lockWait) {
     const QSettings settings;
     const std::optional<QString> storage = storedStoragePath();
     if (!storage) {
@@ -94,11 +95,17 @@ int runScheduledBackup() {
     if (!password.password) {
         return failed(password.failure);
     }
-    const CreatedBackup created =
-        EncryptionService::shared()
-            .createBackup(companionDataDirectory(), *storage, *password.password,
-                          settings.value(scheduleKey::comment).toString())
-            .result();
+    // A restore or deletion from the window, or a backup of the tool, may be
+    // running: the timer waits for it rather than losing its run.
+    const QString data = companionDataDirectory();
+    const std::optional<DataFolderLock> lock = DataFolderLock::acquire(data, lockWait);
+    if (!lock) {
+        return failed(dataFolderBusyText());
+    }
+    const CreatedBackup created = EncryptionService::shared()
+                                      .createBackup(data, *storage, *password.password,
+                                                    settings.value(scheduleKey::comment).toString())
+                                      .result();
     if (!created.result.isSuccess()) {
         return failed(created.result.error().userText());
     }

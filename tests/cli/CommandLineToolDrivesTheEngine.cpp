@@ -2,10 +2,13 @@
 // codes for success, engine failures and bad use.
 #include "../engine/TestTrees.h"
 #include "../session/SecretTool.h"
+#include "engine/DataFolderLock.h"
 
 #include <QSettings>
 #include <QTemporaryDir>
 #include <QTest>
+
+#include <optional>
 
 using namespace corvina::testing;
 
@@ -295,6 +298,16 @@ private Q_SLOTS:
             << "Die verschlüsselte Datei wurde nicht gefunden oder nicht bereitgestellt.";
         QTest::newRow("damaged entry") << QStringList{"verify", "--backup", "@/damaged.halvorn"}
                                        << 1 << "die Sicherung ist beschädigt";
+        QTest::newRow("damaged backup never replaces the data")
+            << QStringList{"restore", "--backup", "@/damaged.halvorn", "--container", "@"} << 1
+            << failed;
+        // "!" holds the data folder's lock, as another action would.
+        const QString busy = QStringLiteral("Eine andere Aktion mit den Daten läuft gerade.");
+        QTest::newRow("data folder busy, create")
+            << QStringList{"!", "create", "--source", "@/Data", "--dest", "@/out"} << 3 << busy;
+        QTest::newRow("data folder busy, restore")
+            << QStringList{"!", "restore", "--backup", "@/b.halvorn", "--container", "@"} << 3
+            << busy;
         QTest::newRow("help") << QStringList{"restore", "--help"} << 0 << QString();
     }
     void exitCodes() {
@@ -314,6 +327,12 @@ private Q_SLOTS:
         writeFile(zip, bytes);
         QVERIFY(openssl(false, zip, home.filePath(QStringLiteral("damaged.halvorn")), QString()));
         const auto before = snapshot(home.filePath(QStringLiteral("Data")));
+        std::optional<corvina::DataFolderLock> held;
+        if (arguments.value(0) == QLatin1String("!")) {
+            arguments.removeFirst();
+            held = corvina::DataFolderLock::tryAcquire(home.filePath(QStringLiteral("Data")));
+            QVERIFY(held);
+        }
 
         const Run run = runTool(arguments, home.path());
         QCOMPARE(run.exitCode, exitCode);
@@ -322,6 +341,33 @@ private Q_SLOTS:
                      : run.err.contains(stderrText),
                  qPrintable(run.err));
         QCOMPARE(snapshot(home.filePath(QStringLiteral("Data"))), before);
+        // A refused action made nothing.
+        QVERIFY(!held || !QFileInfo::exists(home.filePath(QStringLiteral("out"))));
+    }
+
+    // The last resort: a damaged backup restored all the same, its damaged
+    // entry named.
+    void acceptDamagedRestoresAndNamesEntries() {
+        QTemporaryDir home;
+        writeFile(home.filePath(QStringLiteral("Data/akte.txt")), "MARKER-CONTENT-xxxxxxxx");
+        writeFile(home.filePath(QStringLiteral("Data/gesund.txt")), "gesund");
+        const QString zip = home.filePath(QStringLiteral("b.zip"));
+        QVERIFY(runProgram(QStringLiteral("zip"), {"-q0r", zip, "Data"}, home.path()));
+        QByteArray bytes = readAll(zip);
+        bytes[bytes.indexOf("MARKER-CONTENT-") + 18] = 'y';
+        writeFile(zip, bytes);
+        QVERIFY(openssl(false, zip, home.filePath(QStringLiteral("damaged.halvorn")), QString()));
+        QVERIFY(QDir(home.filePath(QStringLiteral("Data"))).removeRecursively());
+
+        const Run run = runTool(
+            {"restore", "--backup", "@/damaged.halvorn", "--container", "@", "--accept-damaged"},
+            home.path());
+        QCOMPARE(run.exitCode, 0);
+        QCOMPARE(run.out.split(u'\n').filter(QStringLiteral("damaged entry: ")),
+                 QStringList{QStringLiteral("damaged entry: Data/akte.txt")});
+        QCOMPARE(readAll(home.filePath(QStringLiteral("Data/akte.txt"))),
+                 QByteArray("MARKER-CONTENT-xxxyxxxx"));
+        QCOMPARE(readAll(home.filePath(QStringLiteral("Data/gesund.txt"))), QByteArray("gesund"));
     }
 
     // Root reads every file; without the capabilities that override file

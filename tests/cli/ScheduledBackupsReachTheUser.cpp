@@ -4,15 +4,20 @@
 // notification on the session bus).
 #include "../engine/TestTrees.h"
 #include "../session/SecretTool.h"
+#include "engine/DataFolderLock.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
+#include <QElapsedTimer>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QSettings>
 #include <QTemporaryDir>
 #include <QTest>
+
+#include <functional>
+#include <optional>
 
 using namespace corvina::testing;
 using namespace Qt::StringLiterals;
@@ -44,13 +49,21 @@ struct Home {
         folder.isEmpty() ? settings.remove(u"savedPathKey"_s)
                          : settings.setValue(u"savedPathKey"_s, folder);
     }
-    Run run(const QString& program, const QStringList& arguments) const {
+    [[nodiscard]] QString dataFolder() const {
+        return path(u"Library/Containers/de.halvorn/Data"_s);
+    }
+    /// Runs `program`; `meanwhile` is called once it has started.
+    Run run(const QString& program, const QStringList& arguments,
+            const std::function<void()>& meanwhile = {}) const {
         QProcess process;
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert(u"HOME"_s, path());
         environment.insert(u"XDG_CONFIG_HOME"_s, path(u".config"_s));
         process.setProcessEnvironment(environment);
         process.start(program, arguments);
+        if (meanwhile && process.waitForStarted()) {
+            meanwhile();
+        }
         Run result;
         if (process.waitForFinished(60000) && process.exitStatus() == QProcess::NormalExit) {
             result.exitCode = process.exitCode();
@@ -62,15 +75,16 @@ struct Home {
     Run tool(const QStringList& arguments) const {
         return run(QStringLiteral(CORVINA_BACKUP_TOOL), arguments);
     }
-    /// The service's command line as systemd would run it.
-    Run service() const {
+    /// The service's command line as systemd would run it, with `extra`
+    /// arguments.
+    Run service(const QStringList& extra = {}, const std::function<void()>& meanwhile = {}) const {
         const QStringList lines =
             QString::fromUtf8(readAll(unitFolder() + u"/corvina-backup.service"_s)).split(u'\n');
         const QString prefix = u"ExecStart="_s;
         QStringList command =
             QProcess::splitCommand(lines.filter(prefix).value(0).mid(prefix.size()));
         const QString program = command.takeFirst();
-        return run(program, command);
+        return run(program, command + extra, meanwhile);
     }
 };
 
@@ -192,6 +206,9 @@ private Q_SLOTS:
             << u"weg"_s << false << u"/weg“ ist nicht erreichbar."_s;
         QTest::newRow("keyring password gone since enable")
             << u"out"_s << true << u"Das Archivpasswort ist nicht im Schlüsselbund"_s;
+        // Held by a restore in the window, say, for longer than the run waits.
+        QTest::newRow("another action on the data outlasts the wait")
+            << u"out"_s << false << u"Eine andere Aktion mit den Daten läuft gerade."_s;
     }
     void failedRunReachesJournalAndDesktop() {
         QFETCH(QString, storage);
@@ -205,12 +222,40 @@ private Q_SLOTS:
         QCOMPARE(home.tool({"schedule", "enable"}).exitCode, 0);
         secret_tool::clear(zipPasswordItem);
         home.setStorage(storage.isEmpty() ? QString() : home.path(storage));
+        writeFile(home.dataFolder() + u"/akte.txt"_s, "Akte");
+        std::optional<corvina::DataFolderLock> held;
+        if (reason.startsWith(u"Eine andere Aktion"_s)) {
+            held = corvina::DataFolderLock::tryAcquire(home.dataFolder());
+            QVERIFY(held);
+        }
 
-        const Run run = home.service();
+        const Run run = home.service({u"--wait"_s, u"1"_s});
         QCOMPARE(run.exitCode, 1);
         QVERIFY2(run.err.contains(reason), qPrintable(run.err));
         QTRY_VERIFY2(notified(reason), qPrintable(readAll(m_notificationLog)));
         QVERIFY(home.tool({"schedule", "status"}).out.contains(u", fehlgeschlagen: "_s));
+        QVERIFY(QDir(home.path(u"out"_s)).isEmpty());
+    }
+
+    // A run that finds the data folder busy waits, and backs up once the
+    // other action has ended.
+    void scheduledRunWaitsForOtherAction() {
+        Home home;
+        writeFile(home.dataFolder() + u"/akte.txt"_s, "Akte");
+        home.setStorage(home.path(u"out"_s));
+        QCOMPARE(home.tool({"schedule", "enable"}).exitCode, 0);
+        std::optional<corvina::DataFolderLock> held =
+            corvina::DataFolderLock::tryAcquire(home.dataFolder());
+        QVERIFY(held);
+        QElapsedTimer clock;
+        clock.start();
+        const Run run = home.service({u"--wait"_s, u"30"_s}, [&] {
+            QTest::qWait(1500);
+            held.reset();
+        });
+        QCOMPARE(run.exitCode, 0);
+        QVERIFY(clock.elapsed() >= 1500);
+        QVERIFY(lastLine(run.out).startsWith(home.path(u"out/Backup_"_s)));
     }
 };
 

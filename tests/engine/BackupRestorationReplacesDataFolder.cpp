@@ -92,6 +92,28 @@ qint64 bytesWritten() {
     return -1;
 }
 
+/// Damages the plain ZIP of a backup made by backupOf and encrypts it anew:
+/// one byte of the second file's data, of the second central record's CRC-32
+/// field, or of the second local header's signature.
+bool damage(const QString& folder, const QByteArray& what) {
+    const QString zip = folder + u"/plain.zip"_s;
+    QByteArray bytes = readAll(zip);
+    qsizetype at = -1;
+    if (what == "flip data") {
+        at = bytes.indexOf("zwei");
+    } else if (what == "flip record") {
+        at = bytes.lastIndexOf("PK\x01\x02") + 16;
+    } else if (what == "unreadable record") {
+        at = bytes.lastIndexOf("PK\x03\x04") + 2;
+    }
+    if (at < 16) {
+        return false;
+    }
+    bytes[at] = static_cast<char>(bytes[at] ^ 0x01);
+    writeFile(zip, bytes);
+    return openssl(false, zip, folder + u"/backup.halvorn"_s, u"pw"_s);
+}
+
 QStringList names(const QString& folder) {
     QStringList found =
         QDir(folder).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
@@ -173,6 +195,17 @@ private Q_SLOTS:
         const QStringList good{u"Data/a=1"_s};
         QTest::newRow("wrong password") << good << QByteArray("password") << failed << false;
         QTest::newRow("truncated backup") << good << QByteArray("truncate") << failed << false;
+        QTest::newRow("backup short of whole blocks")
+            << good << QByteArray("blocks") << failed << false;
+        // A damaged backup never replaces the data folder: the restore ends
+        // after unpacking, as any failed unpacking does.
+        const QStringList two{u"Data/a=Pflegedaten eins"_s, u"Data/b=Pflegedaten zwei"_s};
+        QTest::newRow("flipped byte in a file's data")
+            << two << QByteArray("flip data") << failed << true;
+        QTest::newRow("flipped byte in a central record's CRC-32")
+            << two << QByteArray("flip record") << failed << true;
+        QTest::newRow("unreadable local record")
+            << two << QByteArray("unreadable record") << failed << true;
         QTest::newRow("empty backup") << QStringList() << QByteArray("empty")
                                       << static_cast<int>(Case::encryptedFileNotFound) << false;
         QTest::newRow("missing backup")
@@ -218,10 +251,14 @@ private Q_SLOTS:
             backup = backupOf(work.path(), entries, plain);
             QVERIFY(!backup.isEmpty());
         }
-        if (plain == "password") {
+        if (plain.startsWith("flip") || plain == "unreadable record") {
+            QVERIFY(damage(work.path(), plain));
+        } else if (plain == "password") {
             password = u"falsch"_s;
         } else if (plain == "truncate") {
             QFile::resize(backup, QFileInfo(backup).size() - 5);
+        } else if (plain == "blocks") {
+            QFile::resize(backup, QFileInfo(backup).size() - 32);
         }
         QCOMPARE(restore(backup, c, password),
                  EncryptionResult::failure(static_cast<Case>(expected)));
@@ -463,8 +500,9 @@ private Q_SLOTS:
         QVERIFY(runTool(c, u"pw"_s));
         QCOMPARE(withoutTimes(dataItems()), newTree);
         QCOMPARE(QFileInfo(c + u"/Data"_s).isSymLink(), layout == u"link"_s);
-        QCOMPARE(names(c),
-                 layout == u"folder"_s ? QStringList{u"Data"_s} + kept : QStringList{u"Data"_s});
+        // The tool's lock file stays beside the data folder.
+        QCOMPARE(names(c), QStringList({u".Data.lock"_s, u"Data"_s}) +
+                               (layout == u"folder"_s ? kept : QStringList()));
         QVERIFY(names(side).filter(u".OldData"_s).isEmpty() &&
                 !names(side).contains(u".TempData"_s));
         QMap<QString, Item> keptAfter;

@@ -270,7 +270,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         Archive archive(stream, "input.zip");
         ExtractionRoot extraction(root);
         if (restoreLoop) {
-            engine::unpackEntries(archive, extraction, nullptr);
+            // Damage accepted, so that entries after a damaged one are made too.
+            QStringList damaged;
+            engine::unpackEntries(archive, extraction, nullptr, &damaged);
         } else {
             for (const Entry& entry : archive.entrySequence()) {
                 try {
