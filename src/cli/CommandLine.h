@@ -85,5 +85,14 @@ int runList(const QStringList& arguments);
 int runComment(const QStringList& arguments);
 /// `schedule enable|disable|status|run`: backups by a systemd user timer.
 int runSchedule(const QStringList& arguments);
+/// `prune --keep N [--dry-run]`: the schedule's keeping rule, by hand.
+int runPrune(const QStringList& arguments);
+
+/// One run of the timer's service: a backup of the data folder into the
+/// stored storage folder, checked, then the keeping rule. A failure ends with
+/// exitFailure, its German reason on stderr (the journal) and in a desktop
+/// notification; a success prints the backup's path. Either way the outcome
+/// is kept in the schedule's state.
+int runScheduledBackup();
 
 } // namespace corvina::cli

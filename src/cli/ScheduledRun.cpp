@@ -1,17 +1,16 @@
 // The backup that the timer starts. Nobody watches it: every failure must
 // reach the user through the journal and a desktop notification.
 #include "cli/CommandLine.h"
-#include "cli/ScheduleUnits.h"
 
 #include "engine/ApplicationIdentity.h"
-#include "engine/EncryptionService.h"
 #include "session/KeychainService.h"
+#include "workflows/AutomaticRun.h"
+#include "workflows/ScheduleState.h"
 #include "workflows/StorageLocation.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QFileInfo>
-#include <QSettings>
 
 namespace corvina::cli {
 
@@ -62,10 +61,10 @@ bool notifyFailure(const QString& reason) {
 }
 
 void record(bool success, const QString& result) {
-    QSettings settings;
-    settings.setValue(scheduleKey::lastRun, QDateTime::currentDateTime().toString(Qt::ISODate));
-    settings.setValue(scheduleKey::lastSuccess, success);
-    settings.setValue(scheduleKey::lastResult, result);
+    QString error;
+    if (!recordAutomaticRun(success, result, error)) {
+        printError(error);
+    }
 }
 
 int failed(const QString& reason) {
@@ -80,7 +79,7 @@ int failed(const QString& reason) {
 } // namespace
 
 int runScheduledBackup() {
-    const QSettings settings;
+    const ScheduleState schedule = ScheduleState::load();
     const std::optional<QString> storage = storedStoragePath();
     if (!storage) {
         return failed(QStringLiteral("Es ist kein Speicherordner für Sicherungen festgelegt."));
@@ -89,21 +88,20 @@ int runScheduledBackup() {
         return failed(
             QStringLiteral("Der Speicherordner „%1“ ist nicht erreichbar.").arg(*storage));
     }
-    const auto password =
-        scheduledPassword(settings.value(scheduleKey::requiresArchivePassword).toBool());
+    const auto password = scheduledPassword(schedule.requiresArchivePassword);
     if (!password.password) {
         return failed(password.failure);
     }
-    const CreatedBackup created =
-        EncryptionService::shared()
-            .createBackup(companionDataDirectory(), *storage, *password.password,
-                          settings.value(scheduleKey::comment).toString())
-            .result();
-    if (!created.result.isSuccess()) {
-        return failed(created.result.error().userText());
+    const AutomaticRun run = runAutomaticBackup(
+        companionDataDirectory(), *storage, *password.password, schedule.comment, schedule.keep);
+    if (!run.success) {
+        return failed(run.reason);
     }
-    record(true, created.backupFile);
-    printOut(created.backupFile);
+    record(true, run.backupFile);
+    for (const QString& problem : run.pruning.failures) {
+        printError(problem);
+    }
+    printOut(run.backupFile);
     return exitSuccess;
 }
 
