@@ -67,6 +67,11 @@ void collect(QAccessibleInterface* node, QAccessible::Role role, const QString& 
     }
 }
 
+QByteArray readAll(const QString& path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
 /// systemd's own check of the written units, and the timer's calendar.
 void verifyUnits(const QString& folder, const QString& calendar) {
     QVERIFY(readAll(folder + u"corvina-backup.timer"_s)
@@ -90,11 +95,6 @@ QString nextElapseOf(const QString& calendar) {
     const QDateTime time =
         QDateTime::fromString(next.section(u' ', 1, 2), u"yyyy-MM-dd HH:mm:ss"_s);
     return scheduleTimeText(time);
-}
-
-QByteArray readAll(const QString& path) {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 // What a person at the window sees and does.

@@ -11,7 +11,7 @@ import Corvina.Shell
 Column {
     id: root
 
-    readonly property ScheduleViewModel viewModel: model
+    readonly property alias viewModel: schedule
 
     topPadding: 20
     bottomPadding: 20
@@ -20,11 +20,11 @@ Column {
     spacing: 14
 
     ScheduleViewModel {
-        id: model
+        id: schedule
     }
     // The password or folder may have been set in another tab meanwhile.
-    Component.onCompleted: model.refresh()
-    onVisibleChanged: if (visible) model.refresh()
+    Component.onCompleted: schedule.refresh()
+    onVisibleChanged: if (visible) schedule.refresh()
 
     component Label: Text {
         font: Theme.font("roboto_bold14")
@@ -44,18 +44,18 @@ Column {
         objectName: "automaticBackupsSwitch"
         text: "Automatische Backups"
         font: Theme.font("roboto_regular14")
-        checked: model.enabled
-        enabled: model.enabled || model.missingText.length === 0
+        checked: schedule.enabled
+        enabled: schedule.enabled || schedule.missingText.length === 0
         Accessible.role: Accessible.CheckBox
         Accessible.name: text
         onToggled: {
-            model.enabled = checked;
-            checked = Qt.binding(() => model.enabled);
+            schedule.enabled = checked;
+            checked = Qt.binding(() => schedule.enabled);
         }
     }
     StatusText {
         objectName: "missingText"
-        text: model.enabled ? "" : model.missingText
+        text: schedule.enabled ? "" : schedule.missingText
         color: Theme.red
     }
 
@@ -143,20 +143,20 @@ Column {
 
     StatusText {
         objectName: "customCalendarText"
-        text: model.customCalendarText
+        text: schedule.customCalendarText
         color: Theme.secondaryColor
     }
     StatusText {
         objectName: "lastRunText"
-        text: model.lastRunText
+        text: schedule.lastRunText
     }
     StatusText {
         objectName: "nextRunText"
-        text: model.enabled ? model.nextRunText : ""
+        text: schedule.enabled ? schedule.nextRunText : ""
     }
     StatusText {
         objectName: "scheduleMessage"
-        text: model.messageText
+        text: schedule.messageText
         color: Theme.red
     }
 }
