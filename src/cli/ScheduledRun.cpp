@@ -51,9 +51,9 @@ bool notifyFailure(const QString& reason) {
         QStringLiteral("org.freedesktop.Notifications"),
         QStringLiteral("/org/freedesktop/Notifications"),
         QStringLiteral("org.freedesktop.Notifications"), QStringLiteral("Notify"));
-    const QVariantMap hints{{QStringLiteral("desktop-entry"), bundleIdentifier},
+    const QVariantMap hints{{QStringLiteral("desktop-entry"), desktopIdentifier},
                             {QStringLiteral("urgency"), QVariant::fromValue(uchar(2))}};
-    call << QStringLiteral("Corvina Backup Manager") << 0U << bundleIdentifier
+    call << QStringLiteral("Corvina Backup Manager") << 0U << desktopIdentifier
          << QStringLiteral("Die geplante Sicherung ist fehlgeschlagen") << reason << QStringList()
          << hints << -1;
     const QDBusMessage reply = QDBusConnection::sessionBus().call(call, QDBus::Block, 10000);

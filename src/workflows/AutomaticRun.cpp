@@ -4,6 +4,7 @@
 #include "workflows/ScheduleState.h"
 
 #include <QFile>
+#include <QFileInfo>
 
 namespace corvina {
 
@@ -40,12 +41,12 @@ AutomaticRun runAutomaticBackup(const QString& source, const QString& storage,
     const VerificationReport check =
         engine.verifyEncryptedArchive(run.backupFile, password).result();
     if (!check.isSound()) {
-        run.reason =
-            QStringLiteral("Die neue Sicherung „%1“ hat die Prüfung nicht bestanden: %2")
-                .arg(run.backupFile, check.result.isSuccess()
-                                         ? QStringLiteral("„%1“ ist beschädigt.")
-                                               .arg(check.firstDamagedEntry.value_or(QString()))
-                                         : check.result.error().userText());
+        run.reason = QStringLiteral("Die neue Sicherung „%1“ hat die Prüfung nicht bestanden: %2")
+                         .arg(QFileInfo(run.backupFile).fileName(),
+                              check.result.isSuccess()
+                                  ? QStringLiteral("„%1“ ist beschädigt.")
+                                        .arg(check.firstDamagedEntry.value_or(QString()))
+                                  : check.result.error().userText());
         return run;
     }
     if (!markAutomatic(run.backupFile)) {
