@@ -19,6 +19,7 @@ packages=(
     libqt6svg6 qt6-qpa-plugins fonts-roboto
     # tests: private keyring, fake fingerprint reader, X server, foreign archive tools
     dbus-daemon dbus-x11 gnome-keyring libsecret-tools libglib2.0-bin python3 python3-dbusmock
+    python3-dbus python3-pyatspi at-spi2-core
     xvfb xauth xdotool imagemagick zip unzip libarchive-tools openssl attr time
     libclang-rt-14-dev
     # tests: real file system faults (loop images, exFAT through FUSE, chattr, killed runs)

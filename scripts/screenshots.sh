@@ -7,6 +7,7 @@
 #   unlocked-by-password.png  after the right password
 #   tile-hover.png            the pointer over the tile "Löschen"
 #   locked-again.png          after a click on the lock item
+#   gate-keyring-locked.png   the gate over a keyring that is locked and can't prompt
 #   touchid-unavailable.png   fingerprint on, but no fprintd on the system bus
 #   sheet-create.png          the backup sheet with a typed comment
 #   working.png               the working pop-up while the backup runs
@@ -16,6 +17,7 @@
 #   edit-comment.png          the comment editor of the chosen backup (F2)
 #   delete-alert.png          the confirmation before deleting it (Delete)
 #   sheet-delete.png          the delete sheet
+#   create-failed.png         a backup that failed (no data folder) says why
 #   update-dialog.png         a local appcast offers a newer version at start
 #   update-badge.png          the main screen's update badge after "Später erinnern"
 #   settings-app-password.png, settings-zip-password.png, settings-storage.png
@@ -46,7 +48,7 @@ if [ ! -x "$program" ]; then
     cmake --build "$builddir" --target corvina-backup-manager
 fi
 
-export CORVINA_PROGRAM="$program" CORVINA_SHOTS="$out"
+export CORVINA_PROGRAM="$program" CORVINA_SHOTS="$out" CORVINA_SOURCE="$root"
 # shellcheck disable=SC2016
 exec bash "$root/scripts/with-keyring.sh" bash -c '
     set -euo pipefail
@@ -105,6 +107,16 @@ exec bash "$root/scripts/with-keyring.sh" bash -c '
     sleep 2
     shoot locked-again.png
     kill "$app"; wait "$app" 2>/dev/null || true
+
+    # The program knows it has a master password; the keyring is locked and
+    # its prompter has no display: the gate stays shut and says why.
+    gdbus call --session --dest org.freedesktop.secrets --object-path /org/freedesktop/secrets \
+        --method org.freedesktop.Secret.Service.Lock "[\"/org/freedesktop/secrets/collection/login\"]" >/dev/null
+    start
+    sleep 2.5
+    shoot gate-keyring-locked.png
+    kill "$app"; wait "$app" 2>/dev/null || true
+    /usr/bin/python3 "$CORVINA_SOURCE/tests/session/keyring_control.py" unlock
 
     # The three actions over a data folder and a storage folder of our own;
     # the large file keeps the backup running long enough to be seen.
@@ -174,6 +186,19 @@ exec bash "$root/scripts/with-keyring.sh" bash -c '
     sleep 1.2
     shoot sheet-delete.png
     xdotool key Escape
+    sleep 1
+    mv "$data" "$data.aside"
+    point 450 140
+    xdotool click 1
+    point 5 5
+    sleep 1.2
+    xdotool key Tab Tab space
+    sleep 1.5
+    shoot create-failed.png
+    xdotool key Return
+    sleep 0.5
+    xdotool key Escape
+    mv "$data.aside" "$data"
     kill "$companion" "$app"; wait "$app" 2>/dev/null || true
 
     # With the fingerprint switched on the prompt opens by itself and, with no

@@ -1,6 +1,6 @@
 #include "cli/CommandLine.h"
 
-#include "session/KeychainService.h"
+#include "workflows/ArchivePassword.h"
 
 #include <QCoreApplication>
 #include <QFile>
@@ -45,25 +45,25 @@ QString helpText(const QCommandLineParser& parser, const QStringList& arguments)
 
 /// The archive password when no --password-file is given: the program's
 /// keyring item, else the empty password the program would use as well.
-QString defaultArchivePassword() {
-    const std::optional<QString> stored = withStdoutOnStderr([]() -> std::optional<QString> {
-        try {
-            return KeychainService(zipPasswordService).keychain.readString(zipPasswordKey);
-        } catch (const KeychainError& error) {
-            printError(QStringLiteral("%1: Der Schlüsselbund konnte nicht gelesen werden (%2); das "
-                                      "leere Archivpasswort wird verwendet.")
-                           .arg(toolName, error.description()));
-            return QString();
-        }
-    });
-    if (!stored) {
+/// Nothing when the keyring can't give it: then no command runs under the
+/// empty password in its place.
+std::optional<QString> defaultArchivePassword() {
+    const StoredPassword stored = withStdoutOnStderr(&readArchivePassword);
+    switch (stored.state) {
+    case StoredPassword::State::present:
+        return stored.value;
+    case StoredPassword::State::absent:
         printError(
             QStringLiteral("%1: Kein Archivpasswort im Schlüsselbund; das leere Archivpasswort "
                            "wird verwendet.")
                 .arg(toolName));
         return QString();
+    case StoredPassword::State::unavailable:
+        break;
     }
-    return *stored;
+    printError(QStringLiteral("%1: %2 (%3)")
+                   .arg(toolName, archivePasswordUnavailableText(), stored.failure));
+    return std::nullopt;
 }
 
 } // namespace
@@ -145,9 +145,10 @@ void addPasswordOption(QCommandLineParser& parser) {
         QStringLiteral("file")));
 }
 
-std::optional<QString> archivePassword(const QCommandLineParser& parser, QString& error) {
+PasswordOrExit archivePassword(const QCommandLineParser& parser, const QStringList& arguments) {
     if (!parser.isSet(QStringLiteral("password-file"))) {
-        return defaultArchivePassword();
+        std::optional<QString> password = defaultArchivePassword();
+        return {password, password ? exitSuccess : exitKeyringUnavailable};
     }
     const QString path = parser.value(QStringLiteral("password-file"));
     QFile file;
@@ -155,9 +156,10 @@ std::optional<QString> archivePassword(const QCommandLineParser& parser, QString
                             ? file.open(stdin, QIODevice::ReadOnly)
                             : (file.setFileName(path), file.open(QIODevice::ReadOnly));
     if (!opened) {
-        error = QStringLiteral("die Passwortdatei „%1“ kann nicht gelesen werden: %2")
-                    .arg(path, file.errorString());
-        return std::nullopt;
+        return {std::nullopt,
+                usageError(parser, arguments,
+                           QStringLiteral("die Passwortdatei „%1“ kann nicht gelesen werden: %2")
+                               .arg(path, file.errorString()))};
     }
     QByteArray line = file.readLine();
     if (line.endsWith('\n')) {
@@ -166,7 +168,15 @@ std::optional<QString> archivePassword(const QCommandLineParser& parser, QString
     if (line.endsWith('\r')) {
         line.chop(1);
     }
-    return QString::fromUtf8(line);
+    return {QString::fromUtf8(line), exitSuccess};
+}
+
+QString passwordOpening(const QString& backupFile, const QString& password) {
+    const BackupPassword chosen = passwordForBackup(backupFile, password);
+    if (chosen.madeWithoutArchivePassword) {
+        printError(toolName + QStringLiteral(": ") + madeWithoutArchivePasswordText());
+    }
+    return chosen.password;
 }
 
 } // namespace corvina::cli

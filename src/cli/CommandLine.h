@@ -39,6 +39,9 @@ enum ExitCode : int {
     exitFailure = 1,
     /// The arguments were wrong; a usage message went to stderr.
     exitUsage = 2,
+    /// The keyring could not give the archive password (locked, the unlock
+    /// prompt dismissed, not reachable); nothing was written.
+    exitKeyringUnavailable = 4,
 };
 
 /// One command of the tool: `corvina-backup <name> ...`.
@@ -73,10 +76,24 @@ int report(const EncryptionResult& result);
 /// Adds --password-file to a command's options.
 void addPasswordOption(QCommandLineParser& parser);
 
+/// The archive password for a command, or the exit code to leave with (its
+/// reason already on stderr).
+struct PasswordOrExit {
+    std::optional<QString> password;
+    int exitCode = exitSuccess;
+};
+
 /// The archive password for a command: the first line of --password-file
-/// ("-" for standard input) without its line end, else the default source.
-/// Nothing when the file cannot be read; the reason is in `error`.
-std::optional<QString> archivePassword(const QCommandLineParser& parser, QString& error);
+/// ("-" for standard input) without its line end, else the keyring's item,
+/// else (no item) the empty password. A keyring that can't give the item
+/// ends the command with exitKeyringUnavailable, a password file that can't
+/// be read with exitUsage.
+PasswordOrExit archivePassword(const QCommandLineParser& parser, const QStringList& arguments);
+
+/// For restoring and verifying: the password that opens `backupFile`. When
+/// only the empty password does, says on stderr that the backup was made
+/// without the archive password.
+QString passwordOpening(const QString& backupFile, const QString& password);
 
 int runCreate(const QStringList& arguments);
 int runRestore(const QStringList& arguments);

@@ -75,16 +75,15 @@ int runCreate(const QStringList& arguments) {
             parser, arguments,
             QStringLiteral("kein --dest angegeben und kein Speicherordner festgelegt"));
     }
-    QString error;
-    const std::optional<QString> password = archivePassword(parser, error);
-    if (!password) {
-        return usageError(parser, arguments, error);
+    const PasswordOrExit password = archivePassword(parser, arguments);
+    if (!password.password) {
+        return password.exitCode;
     }
 
     const CreatedBackup created = [&] {
         ProgressLine line;
         return line.await(EncryptionService::shared().createBackup(
-            source, *destination, *password, parser.value(QStringLiteral("comment")),
+            source, *destination, *password.password, parser.value(QStringLiteral("comment")),
             line.progress()));
     }();
     if (!created.backupFile.isEmpty()) {
@@ -115,15 +114,16 @@ int runRestore(const QStringList& arguments) {
     const QString container = parser.isSet(QStringLiteral("container"))
                                   ? parser.value(QStringLiteral("container"))
                                   : companionContainerDirectory();
-    QString error;
-    const std::optional<QString> password = archivePassword(parser, error);
-    if (!password) {
-        return usageError(parser, arguments, error);
+    const PasswordOrExit password = archivePassword(parser, arguments);
+    if (!password.password) {
+        return password.exitCode;
     }
+    const QString backup = parser.value(QStringLiteral("backup"));
+    const QString opening = passwordOpening(backup, *password.password);
     const EncryptionResult result = [&] {
         ProgressLine line;
         return line.await(EncryptionService::shared().restoreEncryptedArchive(
-            parser.value(QStringLiteral("backup")), container, *password, line.progress()));
+            backup, container, opening, line.progress()));
     }();
     return report(result);
 }
@@ -143,16 +143,17 @@ int runVerify(const QStringList& arguments) {
     if (!parser.isSet(QStringLiteral("backup"))) {
         return usageError(parser, arguments, QStringLiteral("--backup fehlt"));
     }
-    QString error;
-    const std::optional<QString> password = archivePassword(parser, error);
-    if (!password) {
-        return usageError(parser, arguments, error);
+    const PasswordOrExit password = archivePassword(parser, arguments);
+    if (!password.password) {
+        return password.exitCode;
     }
 
+    const QString backup = parser.value(QStringLiteral("backup"));
+    const QString opening = passwordOpening(backup, *password.password);
     const VerificationReport verification = [&] {
         ProgressLine line;
-        return line.await(EncryptionService::shared().verifyEncryptedArchive(
-            parser.value(QStringLiteral("backup")), *password, line.progress()));
+        return line.await(
+            EncryptionService::shared().verifyEncryptedArchive(backup, opening, line.progress()));
     }();
     if (!verification.result.isSuccess()) {
         return report(verification.result);

@@ -1,6 +1,7 @@
 // corvina-backup: the backup engine for scripts, timers and support.
 #include "cli/CommandLine.h"
 #include "engine/ApplicationIdentity.h"
+#include "engine/CoreDumps.h"
 
 #include <QCoreApplication>
 
@@ -29,6 +30,7 @@ constexpr std::array commands{
 } // namespace
 
 int main(int argc, char* argv[]) {
+    corvina::forbidCoreDumps();
     QCoreApplication application(argc, argv);
     corvina::applyApplicationIdentity();
     QCoreApplication::setApplicationVersion(QStringLiteral(CORVINA_VERSION));

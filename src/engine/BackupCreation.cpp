@@ -2,7 +2,6 @@
 
 #include "engine/BackupTimestamp.h"
 #include "engine/Cipher.h"
-#include "engine/DecryptingReader.h"
 #include "engine/DiagnosticLog.h"
 #include "engine/EncryptingSink.h"
 #include "engine/EngineSupport.h"
@@ -65,22 +64,6 @@ void carryOverComment(const fs::path& existing, int fd) {
         ::getxattr(existing.c_str(), finderCommentAttributeName, value.data(), value.size());
     if (read >= 0) {
         ::fsetxattr(fd, finderCommentAttributeName, value.data(), static_cast<size_t>(read), 0);
-    }
-}
-
-/// A run whose comment failed keeps its archive in the clear beside the
-/// backup, as a run that packed to disk first would have. It is the
-/// backup's own plaintext, so it is made by decrypting the backup.
-void leavePlainArchive(const fs::path& backupFile, const fs::path& temporaryZip,
-                       const ArchiveKey& key, std::span<const uint8_t> iv) {
-    try {
-        FileDescriptor input = openFile(backupFile, O_RDONLY);
-        const uint64_t size = fs::file_size(backupFile);
-        DecryptingReader plaintext(std::move(input), backupFile, size, key, iv);
-        writePlaintext(plaintext, temporaryZip);
-    } catch (...) {
-        diagnosticLog(QStringLiteral("Ошибка при создании зашифрованного архива: ") +
-                      describeException(std::current_exception()));
     }
 }
 
@@ -149,8 +132,10 @@ EncryptionResult createArchive(const QString& source, const QString& destination
                 diagnosticLog(error.errorCase() == FinderCommentError::Case::commentTooLong
                                   ? QStringLiteral("Комментарий слишком длинный и был обрезан.")
                                   : error.logLine());
+                // The backup is whole and keeps what could be stored of the
+                // comment. This program's rule: no copy of the data is ever
+                // left in the clear beside it, whatever became of the comment.
                 syncBackup();
-                leavePlainArchive(backupFile, temporaryZip, key, ivBytes(iv));
                 return commented;
             }
         }

@@ -5,6 +5,8 @@
 #include "engine/EngineSupport.h"
 #include "engine/LogText.h"
 
+#include <QFile>
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -87,6 +89,38 @@ Decryption decryptBackup(const QString& backupFile, const QString& password, con
                              FinderCommentError::Case::missingEndOfCentralDirectoryRecord)};
     }
     return decryption;
+}
+
+bool backupOpensWith(const QString& backupFile, const QString& password, const QByteArray& iv) {
+    QFile file(backupFile);
+    const qint64 block = static_cast<qint64>(aesBlockSize);
+    if (!file.open(QIODevice::ReadOnly) || file.size() < 2 * block || file.size() % block != 0) {
+        return false;
+    }
+    const QByteArray head = file.read(2 * block);
+    if (!file.seek(file.size() - 2 * block)) {
+        return false;
+    }
+    const QByteArray tail = file.read(2 * block);
+    if (head.size() != 2 * block || tail.size() != 2 * block) {
+        return false;
+    }
+    const ArchiveKey key = deriveArchiveKey(password);
+    try {
+        // The last block unpads under the block before it as its IV.
+        (void)aesDecrypt(tail.mid(block), key, tail.first(block));
+        // Two blocks in, the first comes out; the second is held back.
+        AesCbcStream stream(AesCbcStream::Direction::decrypt, key, ivBytes(iv));
+        std::array<uint8_t, 3 * aesBlockSize> plain{};
+        const std::size_t produced =
+            stream.update(std::span(reinterpret_cast<const uint8_t*>(head.constData()),
+                                    static_cast<std::size_t>(head.size())),
+                          plain.data());
+        return produced >= zipSignature.size() &&
+               std::equal(zipSignature.begin(), zipSignature.end(), plain.begin());
+    } catch (const CipherError&) {
+        return false;
+    }
 }
 
 EntryProgress::EntryProgress(OperationProgress* progress)

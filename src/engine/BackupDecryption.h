@@ -30,6 +30,11 @@ struct Decryption {
 Decryption decryptBackup(const QString& backupFile, const QString& password, const QByteArray& iv,
                          OperationProgress* progress = nullptr);
 
+/// Whether `password` opens `backupFile`: its last block unpads and its
+/// first holds the ZIP signature. Decrypts three blocks, logs and writes
+/// nothing; any failure to read gives false.
+bool backupOpensWith(const QString& backupFile, const QString& password, const QByteArray& iv);
+
 /// Counts a restore or a check by how far into the plaintext the entries
 /// read so far reach.
 class EntryProgress {

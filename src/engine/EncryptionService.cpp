@@ -1,9 +1,13 @@
 #include "engine/EncryptionService.h"
 
 #include "engine/BackupCreation.h"
+#include "engine/BackupDecryption.h"
 #include "engine/BackupRestoration.h"
 #include "engine/BackupVerification.h"
 #include "engine/Cipher.h"
+#include "engine/PlaintextLeftovers.h"
+
+#include <QFileInfo>
 
 #include <QtConcurrent/QtConcurrentRun>
 
@@ -12,6 +16,16 @@ namespace corvina {
 using engine::createArchive;
 using engine::restoreArchive;
 using engine::verifyArchive;
+
+namespace {
+
+/// Clears what earlier versions left in the clear in the folder an operation
+/// works in, under the password it was given or the empty one.
+void removeLeftoversBeside(const QString& folder, const QString& password, const QByteArray& iv) {
+    engine::removePlaintextLeftovers(folder, {password, QString()}, iv);
+}
+
+} // namespace
 
 EncryptionService::EncryptionService()
     : internalKey(QString::fromLatin1(archiveInternalKey))
@@ -33,8 +47,10 @@ EncryptionService::createEncryptedArchive(const QString& source, const QString& 
     return QtConcurrent::run(&m_workers, [=, iv = iv] {
         QString backupFile;
         try {
-            return createArchive(source, destination, password, comment, iv, backupFile,
-                                 progress.get());
+            const EncryptionResult result = createArchive(source, destination, password, comment,
+                                                          iv, backupFile, progress.get());
+            removeLeftoversBeside(destination, password, iv);
+            return result;
         } catch (...) {
             return EncryptionResult::failure(FinderCommentError::Case::archiveCreationFailed);
         }
@@ -50,6 +66,7 @@ EncryptionService::createBackup(const QString& source, const QString& destinatio
         try {
             created.result = createArchive(source, destination, password, comment, iv,
                                            created.backupFile, progress.get());
+            removeLeftoversBeside(destination, password, iv);
         } catch (...) {
             created.result =
                 EncryptionResult::failure(FinderCommentError::Case::archiveCreationFailed);
@@ -63,6 +80,7 @@ QFuture<EncryptionResult> EncryptionService::restoreEncryptedArchive(
     std::shared_ptr<OperationProgress> progress) {
     return QtConcurrent::run(&m_workers, [=, iv = iv] {
         try {
+            removeLeftoversBeside(QFileInfo(backupFile).path(), password, iv);
             return restoreArchive(backupFile, containerDirectory, password, iv, progress.get());
         } catch (...) {
             return EncryptionResult::failure(FinderCommentError::Case::archiveCreationFailed);
@@ -83,6 +101,10 @@ EncryptionService::verifyEncryptedArchive(const QString& backupFile, const QStri
             return report;
         }
     });
+}
+
+bool EncryptionService::opensWith(const QString& backupFile, const QString& password) const {
+    return engine::backupOpensWith(backupFile, password, iv);
 }
 
 } // namespace corvina

@@ -75,6 +75,11 @@ public:
     verifyEncryptedArchive(const QString& backupFile, const QString& password,
                            std::shared_ptr<OperationProgress> progress = {});
 
+    /// Whether `password` opens `backupFile`: its last block unpads and its
+    /// first holds a ZIP signature. Decrypts three blocks and writes nothing;
+    /// runs on the calling thread.
+    [[nodiscard]] bool opensWith(const QString& backupFile, const QString& password) const;
+
     /// Fixed passphrase suffix of every archive key.
     const QString internalKey;
     /// The fixed 16-byte IV.

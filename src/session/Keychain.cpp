@@ -238,22 +238,39 @@ ItemListPtr searchItems(SecretCall& call, SecretService* service, const Attribut
 }
 
 // The lookup of `readData` and `readFlag`: nullopt when no item matches.
+// The search asks the store to unlock what it finds (the store may prompt);
+// an item that stays locked is a failure, never "no item": a locked keyring
+// must not read as one without a password.
 std::optional<QByteArray> lookup(SecretCall& call, const Attributes& attributes) {
+    auto service = connectService(call);
     auto result =
         call.await([&](GCancellable* cancellable, GAsyncReadyCallback ready, gpointer data) {
-            secret_password_lookupv(&itemSchema, attributes.table(), cancellable, ready, data);
+            secret_service_search(service.get(), &itemSchema, attributes.table(),
+                                  SecretSearchFlags(SECRET_SEARCH_ALL | SECRET_SEARCH_UNLOCK |
+                                                    SECRET_SEARCH_LOAD_SECRETS),
+                                  cancellable, ready, data);
         });
     GError* error = nullptr;
-    ValuePtr value(secret_password_lookup_binary_finish(result.get(), &error));
+    ItemListPtr items(secret_service_search_finish(service.get(), result.get(), &error));
     if (error != nullptr) {
         call.fail(ErrorPtr(error));
     }
-    if (!value) {
-        return std::nullopt;
+    bool lockedItemFound = false;
+    for (GList* node = items.get(); node != nullptr; node = node->next) {
+        auto* item = SECRET_ITEM(node->data);
+        ValuePtr value(secret_item_get_secret(item));
+        if (secret_item_get_locked(item) || !value) {
+            lockedItemFound = true;
+            continue;
+        }
+        gsize length = 0;
+        const gchar* bytes = secret_value_get(value.get(), &length);
+        return QByteArray(bytes, static_cast<qsizetype>(length));
     }
-    gsize length = 0;
-    const gchar* bytes = secret_value_get(value.get(), &length);
-    return QByteArray(bytes, static_cast<qsizetype>(length));
+    if (lockedItemFound) {
+        throw StoreFailure{Status::interactionNotAllowed};
+    }
+    return std::nullopt;
 }
 
 void store(SecretCall& call, SecretService* service, const Attributes& attributes,

@@ -35,17 +35,9 @@ void PasswordEntryViewModel::start() {
     m_started = true;
     // The wait ends with this object: a gate that is gone reads nothing.
     QTimer::singleShot(m_startDelay, this, [this] {
-        if (m_isDone) {
-            return;
+        if (!m_isDone) {
+            readKeyring(false);
         }
-        // The watcher belongs to this object, so a gate that is gone by the
-        // time the keyring answers ignores the answer.
-        auto* watcher = new QFutureWatcher<StoredSecrets>(this);
-        connect(watcher, &QFutureWatcher<StoredSecrets>::finished, this, [this, watcher] {
-            watcher->deleteLater();
-            applyStoredSecrets(watcher->result());
-        });
-        watcher->setFuture(QtConcurrent::run(&PasswordEntryViewModel::readStoredSecrets));
     });
 }
 
@@ -55,25 +47,63 @@ void PasswordEntryViewModel::cancel() {
 
 PasswordEntryViewModel::StoredSecrets PasswordEntryViewModel::readStoredSecrets() {
     StoredSecrets secrets;
-    try {
-        secrets.masterPassword =
-            KeychainService(masterPasswordService).keychain.readString(masterPasswordKey);
-    } catch (const KeychainError&) {
-        // A failed read counts as no password, silently.
-        return secrets;
-    }
-    if (secrets.masterPassword) {
+    secrets.masterPassword = StoredPassword::read(masterPasswordService, masterPasswordKey);
+    secrets.exists = masterPasswordExists(secrets.masterPassword);
+    if (secrets.masterPassword.isPresent()) {
+        if (!masterPasswordFlag()) {
+            // Saved by an earlier version, which kept no flag.
+            setMasterPasswordFlag(true);
+        }
         secrets.useTouchId = Keychain::readFlag(useTouchIdKey);
     }
     return secrets;
 }
 
-void PasswordEntryViewModel::applyStoredSecrets(const StoredSecrets& secrets) {
-    if (m_isDone || !secrets.masterPassword) {
+void PasswordEntryViewModel::readKeyring(bool compareAfterwards) {
+    m_keyState = KeyState::reading;
+    // The watcher belongs to this object, so a gate that is gone by the time
+    // the keyring answers ignores the answer.
+    auto* watcher = new QFutureWatcher<StoredSecrets>(this);
+    connect(watcher, &QFutureWatcher<StoredSecrets>::finished, this,
+            [this, watcher, compareAfterwards] {
+                watcher->deleteLater();
+                applyStoredSecrets(watcher->result(), compareAfterwards);
+            });
+    watcher->setFuture(QtConcurrent::run(&PasswordEntryViewModel::readStoredSecrets));
+}
+
+void PasswordEntryViewModel::applyStoredSecrets(const StoredSecrets& secrets,
+                                                bool compareAfterwards) {
+    if (m_isDone) {
         return;
     }
-    m_kcPassword = *secrets.masterPassword;
+    if (!secrets.exists) {
+        m_keyState = KeyState::none;
+        setKeyringNotice(QString());
+        if (compareAfterwards) {
+            comparePassword();
+        }
+        return;
+    }
+    if (!secrets.masterPassword.isPresent()) {
+        m_keyState =
+            secrets.masterPassword.isUnavailable() ? KeyState::unavailable : KeyState::missing;
+        setKeyringNotice(m_keyState == KeyState::unavailable ? keyringUnavailableText
+                                                             : masterPasswordMissingText);
+        Q_EMIT authenticationAssigned(false);
+        if (compareAfterwards) {
+            Q_EMIT reported(m_keyringNotice);
+        }
+        return;
+    }
+    m_keyState = KeyState::known;
+    m_kcPassword = secrets.masterPassword.value;
+    setKeyringNotice(QString());
     Q_EMIT authenticationAssigned(false);
+    if (compareAfterwards) {
+        comparePassword();
+        return;
+    }
     if (!secrets.useTouchId) {
         return;
     }
@@ -88,16 +118,52 @@ void PasswordEntryViewModel::applyStoredSecrets(const StoredSecrets& secrets) {
 }
 
 void PasswordEntryViewModel::submitPassword() {
-    // Canonical equivalence: "é" typed as one code point equals "e" + U+0301.
-    if (m_kcPassword.normalized(QString::NormalizationForm_D) ==
-        m_password.normalized(QString::NormalizationForm_D)) {
+    switch (m_keyState) {
+    case KeyState::reading:
+        Q_EMIT reported(stillReadingText);
+        return;
+    case KeyState::unavailable:
+    case KeyState::missing:
+        // The keyring may have been unlocked meanwhile: ask again, then compare.
+        readKeyring(true);
+        return;
+    case KeyState::known:
+    case KeyState::none:
+        comparePassword();
+        return;
+    }
+}
+
+void PasswordEntryViewModel::comparePassword() {
+    // Without a master password only the empty input matches. With one, an
+    // empty input never does, even if the stored password were empty.
+    const bool matches =
+        m_keyState == KeyState::none
+            ? m_password.isEmpty()
+            : !m_password.isEmpty() &&
+                  // Canonical equivalence: "é" typed as one code point equals "e" + U+0301.
+                  m_kcPassword.normalized(QString::NormalizationForm_D) ==
+                      m_password.normalized(QString::NormalizationForm_D);
+    if (matches) {
         unlock();
         return;
     }
+    reportWrongPassword();
+}
+
+void PasswordEntryViewModel::reportWrongPassword() {
     setIsWrongPassword(true);
     Q_EMIT reported(wrongPasswordText);
     // Each wrong attempt restores the colours after its own delay.
     QTimer::singleShot(m_colorResetDelay, this, [this] { setIsWrongPassword(false); });
+}
+
+void PasswordEntryViewModel::setKeyringNotice(const QString& text) {
+    if (m_keyringNotice == text) {
+        return;
+    }
+    m_keyringNotice = text;
+    Q_EMIT keyringNoticeChanged();
 }
 
 void PasswordEntryViewModel::startTouchId() {
@@ -128,6 +194,9 @@ void PasswordEntryViewModel::startTouchId() {
 
 void PasswordEntryViewModel::unlock() {
     m_isDone = true;
+    // The gate has done its job: the password read for it is not kept.
+    m_kcPassword.fill(u'\0');
+    m_kcPassword.clear();
     Q_EMIT authenticationAssigned(true);
 }
 

@@ -1,9 +1,9 @@
 #pragma once
 
+#include "session/StoredPassword.h"
+
 #include <QObject>
 #include <QString>
-
-#include <optional>
 
 namespace corvina {
 
@@ -19,8 +19,15 @@ namespace corvina {
 /// read from the keyring (off the GUI thread); with one stored the session is
 /// assigned locked, and with the flag "useTouchID" on the fingerprint button
 /// appears and, once per process, the prompt opens `touchIdPromptDelay` ms
-/// later. A failed read leaves the stored password empty, so that only an
-/// empty input matches it.
+/// later.
+///
+/// The gate fails closed: nothing unlocks it before the stored master password
+/// has been read (a press then only says that the keyring is still being
+/// read), an empty input never matches an existing master password, and a
+/// keyring that can't give the password keeps the gate shut with a notice;
+/// each press then asks the keyring again. Only a program that has no master
+/// password (neither in the keyring nor by the settings' flag) lets the empty
+/// input through. The password read is dropped once the gate has opened.
 class PasswordEntryViewModel : public QObject {
     Q_OBJECT
     Q_PROPERTY(QString password READ password WRITE setPassword NOTIFY passwordChanged)
@@ -32,6 +39,9 @@ class PasswordEntryViewModel : public QObject {
     Q_PROPERTY(QString touchIdReason READ touchIdReasonText CONSTANT)
     Q_PROPERTY(bool touchIdOnAppear READ touchIdOnAppear WRITE setTouchIdOnAppear NOTIFY
                    touchIdOnAppearChanged)
+    /// A standing notice for the message line while the keyring can't give the
+    /// master password; empty otherwise.
+    Q_PROPERTY(QString keyringNotice READ keyringNotice NOTIFY keyringNoticeChanged)
     Q_PROPERTY(int startDelay MEMBER m_startDelay NOTIFY delaysChanged)
     Q_PROPERTY(int touchIdPromptDelay MEMBER m_touchIdPromptDelay NOTIFY delaysChanged)
     Q_PROPERTY(int colorResetDelay MEMBER m_colorResetDelay NOTIFY delaysChanged)
@@ -45,6 +55,14 @@ public:
         QStringLiteral("Die biometrische Authentifizierung ist fehlgeschlagen");
     /// Why the fingerprint is asked for; shown while the reader waits.
     static inline const QString touchIdReason = QStringLiteral("Entsperre die App mit Touch ID");
+    static inline const QString stillReadingText =
+        QStringLiteral("Der Schlüsselbund wird noch gelesen. Bitte warte einen Moment.");
+    static inline const QString keyringUnavailableText =
+        QStringLiteral("Der Schlüsselbund ist gesperrt oder nicht erreichbar. Entsperre ihn und "
+                       "drücke dann die Eingabetaste.");
+    static inline const QString masterPasswordMissingText =
+        QStringLiteral("Das Master-Passwort fehlt im Schlüsselbund. Wie du den Zugang "
+                       "zurücksetzt, steht in „man corvina-backup“.");
 
     explicit PasswordEntryViewModel(QObject* parent = nullptr);
 
@@ -56,6 +74,7 @@ public:
     [[nodiscard]] bool isWrongPassword() const { return m_isWrongPassword; }
     [[nodiscard]] bool isVerifyingFingerprint() const { return m_isVerifyingFingerprint; }
     [[nodiscard]] static QString touchIdReasonText() { return touchIdReason; }
+    [[nodiscard]] QString keyringNotice() const { return m_keyringNotice; }
     [[nodiscard]] bool touchIdOnAppear() const { return m_touchIdOnAppear; }
     void setTouchIdOnAppear(bool value);
 
@@ -75,6 +94,7 @@ Q_SIGNALS:
     void isWrongPasswordChanged();
     void isVerifyingFingerprintChanged();
     void touchIdOnAppearChanged();
+    void keyringNoticeChanged();
     void delaysChanged();
     /// Set the session's `isAuthenticated` to this value.
     void authenticationAssigned(bool isAuthenticated);
@@ -82,18 +102,33 @@ Q_SIGNALS:
     void reported(const QString& message);
 
 private:
+    /// How far the gate knows the stored master password.
+    enum class KeyState {
+        reading,     ///< not read yet, or being read again
+        known,       ///< read: `m_kcPassword` holds it
+        none,        ///< the program has no master password
+        unavailable, ///< one exists, but the keyring could not give it
+        missing,     ///< one exists by the flag, but the keyring has none
+    };
     struct StoredSecrets {
-        std::optional<QString> masterPassword;
+        StoredPassword masterPassword;
+        bool exists = false;
         bool useTouchId = false;
     };
     static StoredSecrets readStoredSecrets();
-    void applyStoredSecrets(const StoredSecrets& secrets);
+    void readKeyring(bool compareAfterwards);
+    void applyStoredSecrets(const StoredSecrets& secrets, bool compareAfterwards);
+    void comparePassword();
+    void reportWrongPassword();
+    void setKeyringNotice(const QString& text);
     void unlock();
     void setIsTouchID(bool value);
     void setIsWrongPassword(bool value);
     void setIsVerifyingFingerprint(bool value);
 
+    KeyState m_keyState = KeyState::reading;
     QString m_kcPassword;
+    QString m_keyringNotice;
     QString m_password;
     bool m_isTouchID = false;
     bool m_isWrongPassword = false;

@@ -3,6 +3,7 @@
 #include "engine/DiagnosticLog.h"
 #include "session/FingerprintVerifier.h"
 #include "session/InactivityMonitor.h"
+#include "session/StoredPassword.h"
 #include "session/TimeOption.h"
 
 #include <QSettings>
@@ -153,6 +154,9 @@ std::optional<PasswordValidationError> PasswordViewModel::save() {
     } catch (const KeychainError& error) {
         return doublyWrapped(error.description());
     }
+    if (m_key == ModelType::masterPassword) {
+        setMasterPasswordFlag(true);
+    }
     setWarningText(savedText);
     return std::nullopt;
 }
@@ -165,6 +169,9 @@ std::optional<PasswordValidationError> PasswordViewModel::deletePassword() {
         m_keychainService->keychain.removeItem(rawValue(*m_key));
     } catch (const KeychainError&) {
         return PasswordValidationError(PasswordValidationError::passwordCannotBeDeleted);
+    }
+    if (m_key == ModelType::masterPassword) {
+        setMasterPasswordFlag(false);
     }
     setWarningText(removedText);
     return std::nullopt;

@@ -2,6 +2,7 @@
 
 #include "engine/DiagnosticLog.h"
 #include "session/KeychainService.h"
+#include "session/StoredPassword.h"
 #include "ui/SymbolTable.h"
 
 #include <QCoreApplication>
@@ -20,15 +21,10 @@ namespace {
 
 AppDelegate* sharedInstance = nullptr;
 
-// Whether a master password is stored. A failed read counts as none.
+// Whether the program has a master password: by the keyring, or by the
+// settings' flag when the keyring can't say.
 bool hasMasterPassword() {
-    try {
-        return KeychainService(masterPasswordService)
-            .keychain.readString(masterPasswordKey)
-            .has_value();
-    } catch (const KeychainError&) {
-        return false;
-    }
+    return masterPasswordExists(StoredPassword::read(masterPasswordService, masterPasswordKey));
 }
 
 } // namespace
@@ -97,6 +93,9 @@ bool AppDelegate::applicationDidFinishLaunching(QQmlApplicationEngine& engine) {
     m_inactivityMonitor.setIsAuthenticated(m_session.isAuthenticated());
     m_inactivityMonitor.stopMonitoring();
 
+    // Only a program without a master password opens unlocked. A keyring
+    // that can't be read opens it only when the program never had one: with
+    // the flag set it starts at the gate, which says why it stays shut.
     if (!hasMasterPassword()) {
         setIsAuthenticated(true);
     }

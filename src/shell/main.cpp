@@ -21,6 +21,7 @@
 // - Qt 6.4 has no `loadFromModule`: the main window loads by its qrc URL.
 
 #include "engine/ApplicationIdentity.h"
+#include "engine/CoreDumps.h"
 #include "shell/AppDelegate.h"
 #include "ui/CorvinaFont.h"
 
@@ -36,6 +37,7 @@ Q_IMPORT_QML_PLUGIN(Corvina_ShellPlugin)
 Q_IMPORT_QML_PLUGIN(Corvina_ScreensPlugin)
 
 int main(int argc, char* argv[]) {
+    corvina::forbidCoreDumps();
     QGuiApplication app(argc, argv);
     corvina::applyApplicationIdentity();
     QGuiApplication::setDesktopFileName(corvina::desktopIdentifier);

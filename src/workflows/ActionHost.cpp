@@ -158,4 +158,12 @@ void ActionHost::setRunningApplication(std::optional<RunningApplication> applica
     }
 }
 
+void ActionHost::showAlert(const QString& message) {
+    if (m_alertMessage == message) {
+        return;
+    }
+    m_alertMessage = message;
+    Q_EMIT alertMessageChanged();
+}
+
 } // namespace corvina

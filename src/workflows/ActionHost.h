@@ -37,6 +37,9 @@ class ActionHost : public QObject {
     /// empty during its first two seconds.
     Q_PROPERTY(QString progressRemainingText READ progressRemainingText NOTIFY progressChanged)
     Q_PROPERTY(QString messageText READ messageText WRITE setMessageText NOTIFY messageTextChanged)
+    /// The text of the error alert over the main screen (title "Fehler"), for
+    /// an action that refused to start; empty while none shows.
+    Q_PROPERTY(QString alertMessage READ alertMessage NOTIFY alertMessageChanged)
     Q_PROPERTY(bool isSaveButtonDisabled READ isSaveButtonDisabled WRITE setIsSaveButtonDisabled
                    NOTIFY isSaveButtonDisabledChanged)
     /// Whether the companion application was found running; shows the close alert.
@@ -67,6 +70,11 @@ public:
     void endProgress();
     [[nodiscard]] QString messageText() const { return m_messageText; }
     void setMessageText(const QString& text);
+    [[nodiscard]] QString alertMessage() const { return m_alertMessage; }
+    /// Shows the error alert with `message`; an empty one hides it.
+    void showAlert(const QString& message);
+    /// "OK" in the error alert, or any other dismissal.
+    Q_INVOKABLE void dismissAlert() { showAlert(QString()); }
     [[nodiscard]] bool isSaveButtonDisabled() const { return m_isSaveButtonDisabled; }
     void setIsSaveButtonDisabled(bool value);
     [[nodiscard]] bool hasRunningApplication() const { return m_runningApplication.has_value(); }
@@ -105,6 +113,7 @@ Q_SIGNALS:
     void progressLoadTextChanged();
     void progressChanged();
     void messageTextChanged();
+    void alertMessageChanged();
     void isSaveButtonDisabledChanged();
     void runningApplicationChanged();
     void closeViewRequested();
@@ -121,6 +130,7 @@ private:
     double m_progressFraction = 0.0;
     QString m_progressRemainingText;
     QString m_messageText;
+    QString m_alertMessage;
     bool m_isSaveButtonDisabled = false;
     std::optional<RunningApplication> m_runningApplication;
     Action m_pendingAction = Action::create;

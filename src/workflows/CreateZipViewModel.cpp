@@ -124,12 +124,47 @@ CreateZipViewModel::createArchive(const QString& password,
         });
 }
 
+namespace {
+
+/// The comment's failures leave a whole backup behind; the others none.
+bool leavesBackup(const EncryptionResult& result) {
+    switch (result.error().errorCase()) {
+    case FinderCommentError::Case::commentTooLong:
+    case FinderCommentError::Case::failedToAddComment:
+    case FinderCommentError::Case::invalidEncoding:
+        return true;
+    default:
+        return false;
+    }
+}
+
+} // namespace
+
 QFuture<EncryptionResult> CreateZipViewModel::runAction() {
+    // This program's rule: a keyring that can't give the archive password
+    // stops the backup before anything is written; it never falls back on
+    // the empty password.
+    const StoredPassword password = readArchivePassword();
+    if (password.isUnavailable()) {
+        if (m_host) {
+            m_host->showAlert(archivePasswordUnavailableText());
+        }
+        return QtFuture::makeReadyFuture(
+            EncryptionResult::failure(FinderCommentError::Case::archiveCreationFailed));
+    }
+    // A storage folder that has gone (a stick pulled out) is not made again
+    // where it was: the backup would land on the wrong disk.
+    if (!m_destinationPath.isEmpty() && !QFileInfo::exists(m_destinationPath.toLocalFile())) {
+        setZipStatusMessage(noBackupText +
+                            QStringLiteral("Der Speicherort für das Backup wurde nicht gefunden."));
+        return QtFuture::makeReadyFuture(
+            EncryptionResult::failure(FinderCommentError::Case::directoryNotFound));
+    }
     if (m_host) {
         m_host->setProgressLoadText(QStringLiteral("Backup wird erstellt."));
     }
     auto progress = std::make_shared<OperationProgress>();
-    QFuture<EncryptionResult> run = createArchive(readArchivePassword(), progress);
+    QFuture<EncryptionResult> run = createArchive(password.value, progress);
     if (m_host) {
         m_host->followProgress(std::move(progress));
     }
@@ -142,6 +177,13 @@ QFuture<EncryptionResult> CreateZipViewModel::runAction() {
         if (result.isSuccess()) {
             m_host->setMessageText(QStringLiteral("Das Backup wurde erfolgreich erstellt."));
             m_host->closeView();
+        } else if (leavesBackup(result)) {
+            m_host->setMessageText(QStringLiteral("Das Backup wurde erstellt. ") +
+                                   result.error().userText());
+            m_host->closeView();
+        } else {
+            // A failed backup says so, and why; the sheet stays open.
+            setZipStatusMessage(noBackupText + result.error().userText());
         }
     });
     return run;

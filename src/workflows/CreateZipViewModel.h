@@ -64,6 +64,8 @@ public:
     }
     [[nodiscard]] static QString alertTitle() { return QStringLiteral("Fehler"); }
     [[nodiscard]] static QString alertButtonText() { return QStringLiteral("OK"); }
+    /// How the error alert of a failed backup begins.
+    static inline const QString noBackupText = QStringLiteral("Es wurde kein Backup erstellt. ");
 
     /// Makes a backup of the companion application's data folder in the
     /// destination with `comment`. Without a destination it fails at once
@@ -72,11 +74,15 @@ public:
                                             std::shared_ptr<OperationProgress> progress = {});
 
     /// One run of the screen's action, started by each flip of the host's
-    /// `performAction`: shows the caption "Backup wird erstellt.", reads the
-    /// archive password and makes the backup. On success the host shows
-    /// "Das Backup wurde erfolgreich erstellt." and the sheet closes; a
-    /// failure leaves the sheet open without a message. The future finishes
-    /// with the engine's result, also when the model has gone meanwhile.
+    /// `performAction`: reads the archive password, shows the caption
+    /// "Backup wird erstellt." and makes the backup. On success the host shows
+    /// "Das Backup wurde erfolgreich erstellt." and the sheet closes. This
+    /// program never fails silently: a keyring that can't give the password
+    /// shows the host's alert and nothing runs; a failed backup shows the
+    /// error alert with `noBackupText` and the failure's text, and the sheet
+    /// stays; a backup whose comment failed closes the sheet with the
+    /// failure's text in the result line. The future finishes with the
+    /// result, also when the model has gone meanwhile.
     QFuture<EncryptionResult> runAction();
 
     /// "OK" in the error alert: the alert goes, the sheet stays.

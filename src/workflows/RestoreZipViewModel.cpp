@@ -13,6 +13,7 @@
 
 #include <QFile>
 #include <QFileInfo>
+#include <QtConcurrent/QtConcurrentRun>
 
 namespace corvina {
 
@@ -149,18 +150,25 @@ RestoreZipViewModel::restoreArchive(const QString& password,
             EncryptionResult::failure(FinderCommentError::Case::encryptedFileNotFound));
     }
     const QString container = companionContainerDirectory();
-    return EncryptionService::shared()
-        .restoreEncryptedArchive(m_selectedURL.toLocalFile(), container, password,
-                                 std::move(progress))
-        .then([container](EncryptionResult result) {
-            if (result.isSuccess()) {
-                diagnosticLog(QStringLiteral("Архив успешно распакован в ") + container);
-            } else {
-                diagnosticLog(QStringLiteral("Ошибка распаковки архива: ") +
-                              result.error().caseName());
-            }
-            return result;
-        });
+    const QString backupFile = m_selectedURL.toLocalFile();
+    auto withoutPassword = m_withoutArchivePassword;
+    withoutPassword->store(false);
+    // Which password opens the backup is found off the GUI thread, and the
+    // restore waits there for the engine's worker.
+    return QtConcurrent::run([=, progress = std::move(progress)] {
+        const BackupPassword chosen = passwordForBackup(backupFile, password);
+        withoutPassword->store(chosen.madeWithoutArchivePassword);
+        const EncryptionResult result =
+            EncryptionService::shared()
+                .restoreEncryptedArchive(backupFile, container, chosen.password, progress)
+                .result();
+        if (result.isSuccess()) {
+            diagnosticLog(QStringLiteral("Архив успешно распакован в ") + container);
+        } else {
+            diagnosticLog(QStringLiteral("Ошибка распаковки архива: ") + result.error().caseName());
+        }
+        return result;
+    });
 }
 
 void RestoreZipViewModel::presentError(const EncryptionResult& result) {
@@ -172,11 +180,21 @@ void RestoreZipViewModel::presentError(const EncryptionResult& result) {
 }
 
 QFuture<EncryptionResult> RestoreZipViewModel::runAction() {
+    // This program's rule: a keyring that can't give the archive password
+    // stops the restore before anything is touched.
+    const StoredPassword password = readArchivePassword();
+    if (password.isUnavailable()) {
+        if (m_host) {
+            m_host->showAlert(archivePasswordUnavailableText());
+        }
+        return QtFuture::makeReadyFuture(
+            EncryptionResult::failure(FinderCommentError::Case::decryptionFailed));
+    }
     if (m_host) {
         m_host->setProgressLoadText(QStringLiteral("Backup wird wiederherstellt."));
     }
     auto progress = std::make_shared<OperationProgress>();
-    QFuture<EncryptionResult> run = restoreArchive(readArchivePassword(), progress);
+    QFuture<EncryptionResult> run = restoreArchive(password.value, progress);
     if (m_host) {
         m_host->followProgress(std::move(progress));
     }
@@ -190,8 +208,11 @@ QFuture<EncryptionResult> RestoreZipViewModel::runAction() {
             return;
         }
         if (m_host) {
-            m_host->setMessageText(
-                QStringLiteral("Das Backup wurde erfolgreich wiederhergestellt."));
+            QString message = QStringLiteral("Das Backup wurde erfolgreich wiederhergestellt.");
+            if (madeWithoutArchivePassword()) {
+                message += u' ' + madeWithoutArchivePasswordText();
+            }
+            m_host->setMessageText(message);
             m_host->closeView();
         }
     });

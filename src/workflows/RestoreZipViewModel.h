@@ -12,6 +12,7 @@
 #include <QStringList>
 #include <QUrl>
 
+#include <atomic>
 #include <memory>
 
 namespace corvina {
@@ -101,20 +102,27 @@ public:
 
     /// Restores the selected backup into the companion application's
     /// container. Without a selection it fails at once with
-    /// `encryptedFileNotFound`.
+    /// `encryptedFileNotFound`. A backup that `password` does not open but
+    /// the empty password does (made by an earlier version while the keyring
+    /// failed) is restored with the empty one, and `madeWithoutArchivePassword`
+    /// says so afterwards.
     QFuture<EncryptionResult> restoreArchive(const QString& password,
                                              std::shared_ptr<OperationProgress> progress = {});
+    /// Whether the last restore's backup opened only without the archive password.
+    [[nodiscard]] bool madeWithoutArchivePassword() const { return *m_withoutArchivePassword; }
 
     /// A failure becomes its diagnostic line and its user text in
     /// `warningText`; a success changes nothing (an old warning stays).
     void presentError(const EncryptionResult& result);
 
     /// One run of the screen's action, started by each flip of the host's
-    /// `performAction`: caption "Backup wird wiederherstellt.", the archive
-    /// password from the keychain, the restore. Success shows "Das Backup
-    /// wurde erfolgreich wiederhergestellt." and closes the sheet; a failure
-    /// shows its text in `warningText` and keeps the sheet open. The future
-    /// finishes with the engine's result, also when the model has gone.
+    /// `performAction`: the archive password from the keychain, caption
+    /// "Backup wird wiederherstellt.", the restore. Success shows "Das Backup
+    /// wurde erfolgreich wiederhergestellt." (with a notice for a backup made
+    /// without the archive password) and closes the sheet; a failure shows
+    /// its text in `warningText` and keeps the sheet open. A keyring that
+    /// can't give the password shows the host's alert and nothing runs. The
+    /// future finishes with the engine's result, also when the model has gone.
     QFuture<EncryptionResult> runAction();
 
     /// The row action "Bearbeiten": opens the editor on the backup and, once
@@ -163,6 +171,8 @@ private:
     QUrl m_editBackup;
     QString m_comment;
     QUrl m_deleteBackup;
+    std::shared_ptr<std::atomic<bool>> m_withoutArchivePassword =
+        std::make_shared<std::atomic<bool>>(false);
     QPointer<ActionHost> m_host;
 };
 

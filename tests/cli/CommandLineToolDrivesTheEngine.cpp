@@ -143,9 +143,9 @@ private Q_SLOTS:
         QCOMPARE(readAll(data), QByteArray("Daten"));
     }
 
-    // A script reads the backup's path from stdout even when the keyring
-    // cannot be reached: the failure goes to stderr, and the tool does not wait.
-    void keyringFailureKeepsStdoutForResults() {
+    // A keyring that cannot be reached stops the backup: no backup under
+    // the empty password, a code of its own, and stdout left to results.
+    void unreachableKeyringRefusesAndKeepsStdoutForResults() {
         QTemporaryDir home;
         writeFile(home.filePath(QStringLiteral("Data/akte.txt")), "Akte");
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
@@ -153,12 +153,12 @@ private Q_SLOTS:
                            QStringLiteral("unix:path=") + home.filePath(QStringLiteral("no-bus")));
         const Run created = runTool({"create", "--source", "@/Data", "--dest", "@/out"},
                                     home.path(), {}, {}, environment);
-        QCOMPARE(created.exitCode, 0);
-        QVERIFY(
-            created.err.contains(QStringLiteral("Der Schlüsselbund konnte nicht gelesen werden")));
+        QCOMPARE(created.exitCode, 4);
+        QVERIFY(created.err.contains(QStringLiteral(
+            "Das Archivpasswort konnte nicht aus dem Schlüsselbund gelesen werden")));
         QVERIFY(created.err.contains(QStringLiteral("OSStatus error:[")));
         QVERIFY(!created.out.contains(QStringLiteral("OSStatus")));
-        QVERIFY(QFileInfo(created.lastLine()).isFile());
+        QVERIFY(!QFileInfo::exists(home.filePath(QStringLiteral("out"))));
     }
 
     // The restore list's rule: only backup names, hidden files left out,
@@ -236,7 +236,9 @@ private Q_SLOTS:
         writeFile(home.filePath(QStringLiteral("Data/leer")), {});
         const QString zip = home.filePath(QStringLiteral("b.zip"));
         QVERIFY(runProgram(QStringLiteral("zip"), {"-q0r", zip, "Data"}, home.path()));
-        QVERIFY(openssl(false, zip, home.filePath(QStringLiteral("b.halvorn")), QString()));
+        // Neither the wrong password nor the empty one opens it.
+        QVERIFY(openssl(false, zip, home.filePath(QStringLiteral("b.halvorn")),
+                        QStringLiteral("richtig")));
         QByteArray bytes = readAll(zip);
         bytes[bytes.indexOf("MARKER-CONTENT-") + 18] = 'y';
         writeFile(zip, bytes);

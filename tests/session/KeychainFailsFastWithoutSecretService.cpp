@@ -204,10 +204,11 @@ private Q_SLOTS:
             << busWithoutKeyring << u"silent"_s
             << QStringList{"read notAvailable", "writeFlag done"} << notAvailableLine
             << Keychain::callTimeoutMs + 2000;
-        // A lookup in a locked collection finds nothing; changes are refused.
+        // An item in a locked collection that can't be unlocked is no
+        // absent item: reads and changes are refused alike.
         QTest::newRow("locked collection")
             << QStringList{"bash", CORVINA_SOURCE_DIR "/scripts/with-keyring.sh"} << u"locked"_s
-            << QStringList{"read absent", "write interactionNotAllowed",
+            << QStringList{"read interactionNotAllowed", "write interactionNotAllowed",
                            "remove interactionNotAllowed", "readFlag false", "writeFlag done"}
             << QByteArray("OSStatus error:[-25308] User interaction is not allowed.") << 3000;
     }

@@ -1,6 +1,7 @@
 #include "TestWorld.h"
 
 #include "engine/ApplicationIdentity.h"
+#include "engine/EncryptionService.h"
 #include "engine/FinderComment.h"
 #include "session/KeychainService.h"
 #include "workflows/StorageLocation.h"
@@ -73,6 +74,44 @@ void TestWorld::writeDataFile(const QString& relativePath, const QString& conten
 
 void TestWorld::removeDataFile(const QString& relativePath) {
     QFile::remove(dataFolder() + QLatin1Char('/') + relativePath);
+}
+
+QStringList TestWorld::storageFiles() {
+    return QDir(storageFolder()).entryList(QDir::Files | QDir::Hidden | QDir::NoDotAndDotDot);
+}
+
+bool TestWorld::fillStorageFolder() {
+    if (QProcess::execute(QStringLiteral("mount"),
+                          {QStringLiteral("-t"), QStringLiteral("tmpfs"), QStringLiteral("-o"),
+                           QStringLiteral("size=256k"), QStringLiteral("tmpfs"),
+                           storageFolder()}) != 0) {
+        return false;
+    }
+    QFile filler(storageFolder() + QStringLiteral("/filler"));
+    if (!filler.open(QIODevice::WriteOnly)) {
+        return false;
+    }
+    const QByteArray block(4096, 'x');
+    while (filler.write(block) == block.size() && filler.flush()) {
+    }
+    return true;
+}
+
+void TestWorld::releaseStorageFolder() {
+    QProcess::execute(QStringLiteral("umount"), {storageFolder()});
+}
+
+void TestWorld::removeFolder(const QString& path) {
+    QDir(path).removeRecursively();
+}
+
+void TestWorld::makeBackup(const QString& password) {
+    if (!EncryptionService::shared()
+             .createEncryptedArchive(dataFolder(), storageFolder(), password, QString())
+             .result()
+             .isSuccess()) {
+        qFatal("no backup made");
+    }
 }
 
 QStringList TestWorld::backups() {

@@ -36,6 +36,15 @@ public:
     Q_INVOKABLE static void removeDataFile(const QString& relativePath);
     /// The backup files in the storage folder, by name.
     Q_INVOKABLE [[nodiscard]] static QStringList backups();
+    /// Every name in the storage folder, hidden ones too.
+    Q_INVOKABLE [[nodiscard]] static QStringList storageFiles();
+    /// Puts a small tmpfs over the storage folder and fills it up; false
+    /// where this machine can't mount.
+    Q_INVOKABLE [[nodiscard]] static bool fillStorageFolder();
+    Q_INVOKABLE static void releaseStorageFolder();
+    Q_INVOKABLE static void removeFolder(const QString& path);
+    /// Makes a backup of the data folder under `password`, past the window.
+    Q_INVOKABLE static void makeBackup(const QString& password);
     /// The comment kept with a backup; undefined in QML when it has none.
     Q_INVOKABLE [[nodiscard]] static QVariant commentOf(const QString& backupName);
 

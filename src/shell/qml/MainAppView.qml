@@ -18,6 +18,7 @@ Item {
     readonly property BlurredSheetContentHelper sheetFrame: sheetContent
     readonly property ModalSheet actionSheet: sheet
     readonly property CustomAlert closeAlert: closeAlert
+    readonly property CustomAlert refusalAlert: refusalAlert
     readonly property ModalSheet workingPopUp: workingPopUp
 
     MainAppViewModel {
@@ -185,6 +186,26 @@ Item {
                 "action": item => root.host.closeCompanionApplication()
             }]
         onDismissed: root.host.dismissCloseAlert()
+    }
+
+    // An action that refused to start says why.
+    Binding {
+        target: refusalAlert
+        property: "selectedItem"
+        value: root.host.alertMessage.length > 0 ? root.host.alertMessage : undefined
+    }
+    CustomAlert {
+        id: refusalAlert
+        objectName: "refusalAlert"
+        title: "Fehler"
+        message: item => item
+        alertType: AlertCustomType.warn
+        buttons: [{
+                "title": "OK",
+                "bgColor": Theme.accentColor,
+                "isDefault": true
+            }]
+        onDismissed: root.host.dismissAlert()
     }
 
     // The working pop-up, while an action runs. Nothing dismisses it but

@@ -75,10 +75,12 @@ FocusScope {
                 focus: true
                 warningText: warning
             }
+            // A passing message first; while the keyring can't give the
+            // master password its notice stands in the line.
             WarningTextHelper {
                 anchors.bottom: parent.bottom
                 width: parent.width
-                warningText: warning.text
+                warningText: warning.text !== undefined ? warning.text : (gateView.viewModel.keyringNotice !== "" ? gateView.viewModel.keyringNotice : undefined)
                 txtColor: Theme.red
             }
         }

@@ -186,4 +186,61 @@ TestCase {
         keyClick(Qt.Key_Escape);
         tryCompare(view.actionSheet, "opened", false);
     }
+
+    // A backup that fails says so and why, and leaves nothing behind.
+    function test_6_failedBackupSaysWhy_data() {
+        return [{ tag: "full disk", reason: "Fehler beim Erstellen oder Wiederherstellen des Archivs." }, { tag: "storage folder gone", reason: "Der Speicherort für das Backup wurde nicht gefunden." }, { tag: "data folder gone", reason: "Das Zielverzeichnis wurde nicht gefunden." }];
+    }
+    function test_6_failedBackupSaysWhy(data) {
+        // A row that failed before its end leaves its disk mounted.
+        TestWorld.releaseStorageFolder();
+        TestWorld.prepare(originalFiles, "Archiv-Passwort-7");
+        if (data.tag === "full disk" && !TestWorld.fillStorageFolder())
+            skip("SKIP this machine cannot mount a tmpfs");
+        if (data.tag === "data folder gone")
+            TestWorld.removeFolder(TestWorld.dataFolder());
+        const before = TestWorld.storageFiles();
+        openSheet(0);
+        const alert = findChild(view.screen, "errorAlert");
+        if (data.tag === "storage folder gone") {
+            TestWorld.removeFolder(TestWorld.storageFolder());
+            // The sheet tells at once; the alert goes, the sheet stays.
+            tryCompare(alert, "opened", true, 5000);
+            keyClick(Qt.Key_Escape);
+            tryCompare(alert, "visible", false);
+        }
+        pressAction();
+        tryCompare(alert, "opened", true, 30000);
+        compare(alert.card.content, "Es wurde kein Backup erstellt. " + data.reason);
+        compare(TestWorld.storageFiles(), before);
+        keyClick(Qt.Key_Escape);
+        tryCompare(alert, "visible", false);
+        compare(view.actionSheet.opened, true);
+        keyClick(Qt.Key_Escape);
+        TestWorld.releaseStorageFolder();
+    }
+
+    // A backup that an earlier version made under the empty password, while
+    // the keyring failed, still restores and says so; a too long comment
+    // leaves the backup with what could be kept of it, and nothing in the clear.
+    function test_7_olderBackupsAndLongComments() {
+        TestWorld.prepare(originalFiles, "Archiv-Passwort-7");
+        TestWorld.makeBackup("");
+        TestWorld.writeDataFile("neu.txt", "später angelegt");
+        openSheet(1);
+        const list = findChild(view.screen, "backupList");
+        tryCompare(list, "count", 1);
+        mouseClick(list.itemAtIndex(0));
+        pressAction();
+        waitForResult("Das Backup wurde erfolgreich wiederhergestellt. Dieses Backup wurde ohne Archivpasswort erstellt, nur mit dem eingebauten Schlüssel des Programms.");
+        compare(TestWorld.dataFiles(), originalFiles);
+
+        openSheet(0);
+        // As if pasted: the editor hands it over after half a second.
+        findChild(view.screen, "commentEditor").text = "x".repeat(4001);
+        wait(700);
+        pressAction();
+        waitForResult("Das Backup wurde erstellt. Der Kommentar ist zu lang und wurde auf 4000 Zeichen verkürzt.");
+        compare(TestWorld.storageFiles().filter(name => !name.endsWith(".halvorn")), []);
+    }
 }
