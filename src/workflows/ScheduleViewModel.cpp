@@ -1,6 +1,6 @@
 #include "workflows/ScheduleViewModel.h"
 
-#include "session/KeychainService.h"
+#include "workflows/ArchivePassword.h"
 #include "workflows/ScheduleSetup.h"
 #include "workflows/ScheduleUnits.h"
 #include "workflows/StorageLocation.h"
@@ -16,14 +16,11 @@ namespace {
 
 /// What keeps the switch off, in the tab's words; empty when nothing does.
 QString missingPieces() {
-    bool passwordStored = false;
-    try {
-        passwordStored =
-            KeychainService(zipPasswordService).keychain.readString(zipPasswordKey).has_value();
-    } catch (const KeychainError&) {
-        return QStringLiteral("Der Schlüsselbund ist nicht erreichbar. Ohne ihn kann kein "
-                              "automatisches Backup laufen.");
+    const StoredPassword password = readArchivePassword();
+    if (password.isUnavailable()) {
+        return archivePasswordUnavailableText();
     }
+    const bool passwordStored = password.isPresent();
     const bool folderStored = storedStoragePath().has_value();
     if (!passwordStored && !folderStored) {
         return QStringLiteral("Es fehlen das Zip-Passwort und der Speicherort. Lege sie in den "

@@ -46,15 +46,16 @@ struct Home {
         folder.isEmpty() ? settings.remove(u"savedPathKey"_s)
                          : settings.setValue(u"savedPathKey"_s, folder);
     }
+    /// `extra` sets variables of the environment, as "NAME=value".
     Run run(const QString& program, const QStringList& arguments,
-            const QString& extraVariable = {}) const {
+            const QStringList& extra = {}) const {
         QProcess process;
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert(u"HOME"_s, path());
         environment.insert(u"XDG_CONFIG_HOME"_s, path(u".config"_s));
         environment.insert(u"XDG_STATE_HOME"_s, path(u".local/state"_s));
-        if (!extraVariable.isEmpty()) {
-            environment.insert(extraVariable, u"1"_s);
+        for (const QString& variable : extra) {
+            environment.insert(variable.section(u'=', 0, 0), variable.section(u'=', 1));
         }
         process.setProcessEnvironment(environment);
         process.start(program, arguments);
@@ -66,18 +67,18 @@ struct Home {
         result.err = QString::fromUtf8(process.readAllStandardError());
         return result;
     }
-    Run tool(const QStringList& arguments) const {
-        return run(QStringLiteral(CORVINA_BACKUP_TOOL), arguments);
+    Run tool(const QStringList& arguments, const QStringList& extra = {}) const {
+        return run(QStringLiteral(CORVINA_BACKUP_TOOL), arguments, extra);
     }
     /// The service's command line as systemd would run it.
-    Run service(const QString& extraVariable = {}) const {
+    Run service(const QStringList& extra = {}) const {
         const QStringList lines =
             QString::fromUtf8(readAll(unitFolder() + u"/corvina-backup.service"_s)).split(u'\n');
         const QString prefix = u"ExecStart="_s;
         QStringList command =
             QProcess::splitCommand(lines.filter(prefix).value(0).mid(prefix.size()));
         const QString program = command.takeFirst();
-        return run(program, command, extraVariable);
+        return run(program, command, extra);
     }
     /// A home with the archive password, a data folder and `storage` stored.
     void prepare(const QString& storage) const {
@@ -175,23 +176,32 @@ private Q_SLOTS:
         QTest::addColumn<QStringList>("arguments");
         QTest::addColumn<bool>("storageStored");
         QTest::addColumn<int>("exitCode");
-        QTest::newRow("two kinds") << QStringList{"--daily", "--weekly"} << true << 2;
+        QTest::addColumn<QStringList>("environment");
+        QTest::newRow("two kinds")
+            << QStringList{"--daily", "--weekly"} << true << 2 << QStringList();
         QTest::newRow("calendar systemd rejects")
-            << QStringList{"--calendar", "jeden zweiten Dienstag"} << true << 2;
-        QTest::newRow("no storage folder yet") << QStringList{"--daily"} << false << 1;
-        QTest::newRow("keep nothing") << QStringList{"--keep", "0"} << true << 2;
-        QTest::newRow("keep more than a year") << QStringList{"--keep", "366"} << true << 2;
+            << QStringList{"--calendar", "jeden zweiten Dienstag"} << true << 2 << QStringList();
+        QTest::newRow("no storage folder yet")
+            << QStringList{"--daily"} << false << 1 << QStringList();
+        QTest::newRow("keep nothing") << QStringList{"--keep", "0"} << true << 2 << QStringList();
+        QTest::newRow("keep more than a year")
+            << QStringList{"--keep", "366"} << true << 2 << QStringList();
+        QTest::newRow("no systemd on the machine")
+            << QStringList{"--daily"} << true << 1 << QStringList{u"PATH=/nonexistent"_s};
     }
     void badScheduleIsRefused() {
         QFETCH(QStringList, arguments);
         QFETCH(bool, storageStored);
         QFETCH(int, exitCode);
+        QFETCH(QStringList, environment);
         Home home;
         if (storageStored) {
             home.setStorage(home.path());
         }
-        QCOMPARE(home.tool(QStringList{"schedule", "enable"} + arguments).exitCode, exitCode);
-        QVERIFY(!QFileInfo::exists(home.unitFolder() + u"/corvina-backup.timer"_s));
+        QCOMPARE(home.tool(QStringList{"schedule", "enable"} + arguments, environment).exitCode,
+                 exitCode);
+        // Nothing half-made stays behind.
+        QVERIFY(QDir(home.unitFolder()).entryList(QDir::Files).isEmpty());
     }
 
     // The run the timer starts uses the keyring's password and the comment
@@ -328,7 +338,7 @@ private Q_SLOTS:
         QCOMPARE(first.exitCode, 0);
         const QString sound = dated(lastLine(first.out), 1);
 
-        const Run damaged = home.service(u"CORVINA_TEST_DAMAGE_BEFORE_CHECK"_s);
+        const Run damaged = home.service({u"CORVINA_TEST_DAMAGE_BEFORE_CHECK=1"_s});
         QCOMPARE(damaged.exitCode, 1);
         const QString reason = u"hat die Prüfung nicht bestanden"_s;
         QVERIFY2(damaged.err.contains(reason), qPrintable(damaged.err));
