@@ -52,13 +52,14 @@ int enable(const QCommandLineParser& parser, const QStringList& arguments) {
         return usageError(parser, arguments,
                           QStringLiteral("nur eine von --daily, --weekly und --calendar"));
     }
-    bool keepIsNumber = false;
-    const int keep = parser.isSet(QStringLiteral("keep"))
-                         ? parser.value(QStringLiteral("keep")).toInt(&keepIsNumber)
-                         : (keepIsNumber = true, ScheduleState::load().keep);
-    if (!keepIsNumber || keep < 1 || keep > ScheduleState::maximumKeep) {
-        return usageError(parser, arguments,
-                          QStringLiteral("--keep erwartet eine Zahl von 1 bis 365"));
+    int keep = ScheduleState::load().keep;
+    if (parser.isSet(QStringLiteral("keep"))) {
+        bool isNumber = false;
+        keep = parser.value(QStringLiteral("keep")).toInt(&isNumber);
+        if (!isNumber || keep < 1 || keep > ScheduleState::maximumKeep) {
+            return usageError(parser, arguments,
+                              QStringLiteral("--keep erwartet eine Zahl von 1 bis 365"));
+        }
     }
     QString error;
     if (!checkedCalendar(calendar, error)) {
