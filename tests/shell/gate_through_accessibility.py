@@ -87,7 +87,7 @@ class GateThroughAccessibility(unittest.TestCase):
                            QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1")
         self.app = subprocess.Popen([PROGRAM], env=environment, stdout=subprocess.DEVNULL,
                                     stderr=subprocess.DEVNULL)
-        for _ in range(200):
+        for _ in range(1200):
             window = xdotool("search", "--onlyvisible", "--pid", str(self.app.pid))
             if window:
                 # Without a window manager nobody gives the window the keyboard.
@@ -96,7 +96,7 @@ class GateThroughAccessibility(unittest.TestCase):
             time.sleep(0.05)
         self.fail("the window never appeared")
 
-    def shown(self, seconds=10):
+    def shown(self, seconds=30):
         """The names the program shows, once its tree is there."""
         deadline = time.monotonic() + seconds
         while time.monotonic() < deadline:
@@ -108,7 +108,7 @@ class GateThroughAccessibility(unittest.TestCase):
             time.sleep(0.2)
         return set()
 
-    def wait_for(self, name, seconds=10):
+    def wait_for(self, name, seconds=30):
         deadline = time.monotonic() + seconds
         while time.monotonic() < deadline:
             if name in self.shown():

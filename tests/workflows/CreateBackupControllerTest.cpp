@@ -116,7 +116,10 @@ void CreateBackupControllerTest::failedRunKeepsSheetOpenAndNextRunWorks() {
 
     m_host.flipPerformAction();
     QTRY_COMPARE_WITH_TIMEOUT(captions.count(), 2, 30000);
-    QVERIFY(m_host.messageText().isEmpty() && model.zipStatusMessage().isEmpty());
+    QVERIFY(m_host.messageText().isEmpty());
+    QCOMPARE(
+        model.zipStatusMessage(),
+        QStringLiteral("Es wurde kein Backup erstellt. Das Zielverzeichnis wurde nicht gefunden."));
     QCOMPARE(closed.count(), 0);
     QCOMPARE(model.comment(), QStringLiteral("bleibt"));
 
