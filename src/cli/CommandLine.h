@@ -7,6 +7,7 @@
 #include <QString>
 #include <QStringList>
 
+#include <chrono>
 #include <cstdio>
 #include <optional>
 #include <span>
@@ -110,5 +111,15 @@ int runList(const QStringList& arguments);
 int runComment(const QStringList& arguments);
 /// `schedule enable|disable|status|run`: backups by a systemd user timer.
 int runSchedule(const QStringList& arguments);
+/// `prune --keep N [--dry-run]`: the schedule's keeping rule, by hand.
+int runPrune(const QStringList& arguments);
+
+/// One run of the timer's service: a backup of the data folder into the
+/// stored storage folder, checked, then the keeping rule. A failure ends with
+/// exitFailure, its German reason on stderr (the journal) and in a desktop
+/// notification; a success prints the backup's path. Either way the outcome
+/// is kept in the schedule's state. While another action on the data folder
+/// runs, the run waits for it up to `lockWait`, then fails.
+int runScheduledBackup(std::chrono::seconds lockWait);
 
 } // namespace corvina::cli

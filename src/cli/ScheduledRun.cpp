@@ -1,18 +1,17 @@
 // The backup that the timer starts. Nobody watches it: every failure must
 // reach the user through the journal and a desktop notification.
 #include "cli/CommandLine.h"
-#include "cli/ScheduleUnits.h"
 
 #include "engine/ApplicationIdentity.h"
 #include "engine/DataFolderLock.h"
-#include "engine/EncryptionService.h"
 #include "session/KeychainService.h"
+#include "workflows/AutomaticRun.h"
+#include "workflows/ScheduleState.h"
 #include "workflows/StorageLocation.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QFileInfo>
-#include <QSettings>
 
 namespace corvina::cli {
 
@@ -53,9 +52,9 @@ bool notifyFailure(const QString& reason) {
         QStringLiteral("org.freedesktop.Notifications"),
         QStringLiteral("/org/freedesktop/Notifications"),
         QStringLiteral("org.freedesktop.Notifications"), QStringLiteral("Notify"));
-    const QVariantMap hints{{QStringLiteral("desktop-entry"), bundleIdentifier},
+    const QVariantMap hints{{QStringLiteral("desktop-entry"), desktopIdentifier},
                             {QStringLiteral("urgency"), QVariant::fromValue(uchar(2))}};
-    call << QStringLiteral("Corvina Backup Manager") << 0U << bundleIdentifier
+    call << QStringLiteral("Corvina Backup Manager") << 0U << desktopIdentifier
          << QStringLiteral("Die geplante Sicherung ist fehlgeschlagen") << reason << QStringList()
          << hints << -1;
     const QDBusMessage reply = QDBusConnection::sessionBus().call(call, QDBus::Block, 10000);
@@ -63,10 +62,10 @@ bool notifyFailure(const QString& reason) {
 }
 
 void record(bool success, const QString& result) {
-    QSettings settings;
-    settings.setValue(scheduleKey::lastRun, QDateTime::currentDateTime().toString(Qt::ISODate));
-    settings.setValue(scheduleKey::lastSuccess, success);
-    settings.setValue(scheduleKey::lastResult, result);
+    QString error;
+    if (!recordAutomaticRun(success, result, error)) {
+        printError(error);
+    }
 }
 
 int failed(const QString& reason) {
@@ -81,7 +80,7 @@ int failed(const QString& reason) {
 } // namespace
 
 int runScheduledBackup(std::chrono::seconds lockWait) {
-    const QSettings settings;
+    const ScheduleState schedule = ScheduleState::load();
     const std::optional<QString> storage = storedStoragePath();
     if (!storage) {
         return failed(QStringLiteral("Es ist kein Speicherordner für Sicherungen festgelegt."));
@@ -90,8 +89,7 @@ int runScheduledBackup(std::chrono::seconds lockWait) {
         return failed(
             QStringLiteral("Der Speicherordner „%1“ ist nicht erreichbar.").arg(*storage));
     }
-    const auto password =
-        scheduledPassword(settings.value(scheduleKey::requiresArchivePassword).toBool());
+    const auto password = scheduledPassword(schedule.requiresArchivePassword);
     if (!password.password) {
         return failed(password.failure);
     }
@@ -102,15 +100,16 @@ int runScheduledBackup(std::chrono::seconds lockWait) {
     if (!lock) {
         return failed(dataFolderBusyText());
     }
-    const CreatedBackup created = EncryptionService::shared()
-                                      .createBackup(data, *storage, *password.password,
-                                                    settings.value(scheduleKey::comment).toString())
-                                      .result();
-    if (!created.result.isSuccess()) {
-        return failed(created.result.error().userText());
+    const AutomaticRun run =
+        runAutomaticBackup(data, *storage, *password.password, schedule.comment, schedule.keep);
+    if (!run.success) {
+        return failed(run.reason);
     }
-    record(true, created.backupFile);
-    printOut(created.backupFile);
+    record(true, run.backupFile);
+    for (const QString& problem : run.pruning.failures) {
+        printError(problem);
+    }
+    printOut(run.backupFile);
     return exitSuccess;
 }
 

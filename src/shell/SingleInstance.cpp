@@ -79,7 +79,7 @@ SingleInstance::~SingleInstance() {
 }
 
 QString SingleInstance::objectPath() {
-    QString path = QLatin1Char('/') + bundleIdentifier;
+    QString path = QLatin1Char('/') + desktopIdentifier;
     path.replace(QLatin1Char('.'), QLatin1Char('/')).replace(QLatin1Char('-'), QLatin1Char('_'));
     return path;
 }
@@ -102,7 +102,7 @@ SingleInstance::Role SingleInstance::claimOnBus(QDBusConnection& bus, bool& busA
         return Role::primary;
     }
     const QDBusReply<QDBusConnectionInterface::RegisterServiceReply> reply =
-        daemon->registerService(bundleIdentifier, QDBusConnectionInterface::DontQueueService,
+        daemon->registerService(desktopIdentifier, QDBusConnectionInterface::DontQueueService,
                                 QDBusConnectionInterface::DontAllowReplacement);
     if (!reply.isValid()) {
         bus.unregisterObject(objectPath());
@@ -114,7 +114,7 @@ SingleInstance::Role SingleInstance::claimOnBus(QDBusConnection& bus, bool& busA
     }
     bus.unregisterObject(objectPath());
     QDBusMessage call = QDBusMessage::createMethodCall(
-        bundleIdentifier, objectPath(), QStringLiteral("org.freedesktop.Application"),
+        desktopIdentifier, objectPath(), QStringLiteral("org.freedesktop.Application"),
         QStringLiteral("Activate"));
     call << platformData();
     const QDBusMessage answer = bus.call(call, QDBus::Block, 10000);
@@ -126,7 +126,7 @@ SingleInstance::Role SingleInstance::claimOnBus(QDBusConnection& bus, bool& busA
 
 SingleInstance::Role SingleInstance::claimLockFile() {
     const QString folder = QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation);
-    const QString path = folder + QLatin1Char('/') + bundleIdentifier + QStringLiteral(".lock");
+    const QString path = folder + QLatin1Char('/') + desktopIdentifier + QStringLiteral(".lock");
     QDir().mkpath(folder);
     m_lockFd = ::open(QFile::encodeName(path).constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
     if (m_lockFd < 0 || ::flock(m_lockFd, LOCK_EX | LOCK_NB) == 0) {

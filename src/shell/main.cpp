@@ -41,11 +41,12 @@ int main(int argc, char* argv[]) {
     corvina::forbidCoreDumps();
     QGuiApplication app(argc, argv);
     corvina::applyApplicationIdentity();
-    QGuiApplication::setDesktopFileName(corvina::bundleIdentifier);
+    QGuiApplication::setDesktopFileName(corvina::desktopIdentifier);
     // The installed theme icon where there is one, so that the window and the
     // menu entry look alike; else the copy built into the program.
     QGuiApplication::setWindowIcon(QIcon::fromTheme(
-        corvina::bundleIdentifier, QIcon(QStringLiteral(":/icons/de.Corvina-Backup-Manager.svg"))));
+        corvina::desktopIdentifier,
+        QIcon(QStringLiteral(":/icons/de.corvina_backup_manager.CorvinaBackupManager.svg"))));
     corvina::registerBundledFonts();
     QQuickStyle::setStyle(QStringLiteral("Fusion"));
 

@@ -76,12 +76,28 @@ Item {
 
         // The band at the bottom: the update badge and the version line.
         BottomUpdateView {
+            id: bottomBand
             objectName: "bottomBand"
             Layout.fillWidth: true
             checkForUpdatesViewModel: CheckForUpdatesViewModel {
                 updater: AppDelegate.updater
             }
         }
+    }
+
+    // While the last automatic backup failed, until the next one succeeds;
+    // an action's result line shows over it.
+    ScheduleViewModel {
+        id: schedule
+    }
+    WarningTextHelper {
+        objectName: "scheduleFailureLine"
+        // Above the version band, which stays readable.
+        anchors.bottom: parent.bottom
+        anchors.bottomMargin: bottomBand.height
+        width: parent.width
+        warningText: schedule.failureText.length > 0 ? schedule.failureText : undefined
+        txtColor: Theme.red
     }
 
     WarningTextHelper {
