@@ -196,7 +196,7 @@ private Q_SLOTS:
         QVERIFY(first.waitForStarted());
         const QDBusConnection connection = privateBus.connection();
         QTRY_VERIFY_WITH_TIMEOUT(
-            bus ? connection.interface()->isServiceRegistered(bundleIdentifier).value()
+            bus ? connection.interface()->isServiceRegistered(desktopIdentifier).value()
                 : holdsFlock(first.processId()),
             20000);
 
@@ -206,7 +206,7 @@ private Q_SLOTS:
         QCOMPARE(second.exitCode(), 0);
         QCOMPARE(first.state(), QProcess::Running);
         if (bus) {
-            QCOMPARE(connection.interface()->servicePid(bundleIdentifier).value(),
+            QCOMPARE(connection.interface()->servicePid(desktopIdentifier).value(),
                      uint(first.processId()));
         }
         first.terminate();
