@@ -4,7 +4,7 @@
 
 #include "engine/ApplicationIdentity.h"
 #include "engine/DataFolderLock.h"
-#include "session/KeychainService.h"
+#include "workflows/ArchivePassword.h"
 #include "workflows/AutomaticRun.h"
 #include "workflows/ScheduleState.h"
 #include "workflows/StorageLocation.h"
@@ -24,25 +24,24 @@ struct ScheduledPassword {
 };
 
 ScheduledPassword scheduledPassword(bool required) {
-    return withStdoutOnStderr([&]() -> ScheduledPassword {
-        try {
-            const std::optional<QString> stored =
-                KeychainService(zipPasswordService).keychain.readString(zipPasswordKey);
-            if (stored) {
-                return {stored, {}};
-            }
-        } catch (const KeychainError& failure) {
-            return {std::nullopt, QStringLiteral("Der Schlüsselbund ist nicht erreichbar: %1")
-                                      .arg(failure.description())};
-        }
-        if (required) {
-            return {std::nullopt,
-                    QStringLiteral("Das Archivpasswort ist nicht im Schlüsselbund, oder der "
-                                   "Schlüsselbund ist gesperrt.")};
-        }
-        // Never set: the empty password, as the window uses it too.
-        return {QString(), {}};
-    });
+    const StoredPassword stored = withStdoutOnStderr(&readArchivePassword);
+    switch (stored.state) {
+    case StoredPassword::State::present:
+        return {stored.value, {}};
+    case StoredPassword::State::unavailable:
+        // A locked keyring is the usual case of a timer: no display to
+        // unlock it on. The run fails rather than use the empty password.
+        return {std::nullopt,
+                QStringLiteral("%1 (%2)").arg(archivePasswordUnavailableText(), stored.failure)};
+    case StoredPassword::State::absent:
+        break;
+    }
+    if (required) {
+        return {std::nullopt,
+                QStringLiteral("Das Archivpasswort ist nicht im Schlüsselbund gespeichert.")};
+    }
+    // Never set: the empty password, as the window uses it too.
+    return {QString(), {}};
 }
 
 /// Shows the failure as a desktop notification; false when no notification
