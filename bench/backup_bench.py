@@ -15,6 +15,8 @@ contender always runs on a cold or a warm machine:
            aes:       openssl enc -d over our backup to /dev/null
            copy:      cat of our backup into one file, then sync of it
            restic, borg: restore of the repository made once, where installed
+           baseline:  with --baseline, another build's corvina-backup restore of
+                      the same backup in the same rounds, to price a change
 
 The physical limit of a row is the larger of `aes` and `copy`. Each time is
 the median of the rounds, each memory figure the peak RSS of the largest
@@ -202,6 +204,7 @@ def main():
     parser.add_argument("--scale", type=float, default=1.0, help="fraction of the full data sizes")
     parser.add_argument("--rounds", type=int, default=3)
     parser.add_argument("--only", choices=sorted(SHAPES), action="append")
+    parser.add_argument("--baseline", help="another corvina-backup whose restore is timed beside ours")
     args = parser.parse_args()
 
     tool = Path(args.tool).resolve()
@@ -285,6 +288,10 @@ def main():
             Contender("copy", [f"cat {sh(backup)} > {sh(container / 'copy')}", sh("sync", container / "copy")],
                       lambda: fresh(container)),
         ]
+        if args.baseline:
+            restorers.append(Contender("baseline", [sh(Path(args.baseline).resolve(), "restore", "--backup", backup,
+                                                       "--container", container, "--password-file",
+                                                       password_file)], lambda: fresh(container)))
         for tool_name, repo, make, restore in (
                 (restic, restic_repo,
                  lambda: [sh(restic, "-q", "-r", restic_repo, "init"),
@@ -330,6 +337,10 @@ def main():
               f" {ours / limit:7.2f} {ours / pipe:6.2f} {rss:9.1f} {c['pipeline'].peak_mib():9.1f}  "
               f"time {'met' if met else 'MISSED'} ({goal}), RSS {'met' if met_rss else 'MISSED'}")
         notes.append(f"{name} {op}: {before} before, {after} after")
+        if "baseline" in c:
+            base = c["baseline"].median()
+            notes.append(f"{name} {op}: ours {ours:.2f} s against the baseline's {base:.2f} s, "
+                         f"ratio {ours / base:.3f}")
         if "ours+progress" in c:
             shown = c["ours+progress"].median()
             notes.append(f"{name} {op}: progress shown on a terminal {shown:.2f} s against {ours:.2f} s, "

@@ -5,7 +5,7 @@ set(CORVINA_WEBSITE_URL "https://www.example.org/corvina-backup-manager" CACHE S
     "The maker's web site; the package's home page and the place of its screenshots")
 
 set(desktop_dir ${PROJECT_SOURCE_DIR}/resources/desktop)
-set(app_id de.Corvina-Backup-Manager)
+set(app_id de.corvina_backup_manager.CorvinaBackupManager)
 
 install(TARGETS corvina-backup corvina-backup-manager RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(FILES ${desktop_dir}/${app_id}.desktop DESTINATION ${CMAKE_INSTALL_DATADIR}/applications)

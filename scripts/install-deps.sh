@@ -20,10 +20,12 @@ packages=(
     # tests: private keyring, fake fingerprint reader, X server, foreign archive tools
     dbus-daemon dbus-x11 gnome-keyring libsecret-tools libglib2.0-bin python3 python3-dbusmock
     python3-dbus python3-pyatspi at-spi2-core
-    xvfb xauth xdotool imagemagick zip unzip libarchive-tools openssl attr time
+    xvfb xauth xdotool imagemagick zip unzip libarchive-tools p7zip-full sqlite3 openssl attr time
     libclang-rt-14-dev
     # tests: real file system faults (loop images, exFAT through FUSE, chattr, killed runs)
     e2fsprogs exfatprogs exfat-fuse strace
+    # tests: a network share on 127.0.0.1 (sshd started by the test, mounted through sshfs)
+    openssh-server openssh-client sshfs
     # tests: desktop entry, metainfo, unit file and manual page checks
     desktop-file-utils appstream systemd man-db
 )

@@ -27,6 +27,11 @@
 #   settings-override-warning.png  the alert "Warnung" over a stored archive password
 #   settings-folder-dialog.png     the folder dialog of "Pfad auswählen"
 #   update-tab.png            the settings tab "Update"
+#   schedule-tab-missing.png  the tab "Zeitplan" without archive password and folder
+#   main-schedule-failure.png the main screen after a failed automatic backup
+#   schedule-tab-failed.png   the tab "Zeitplan" after that failure, still off
+#   schedule-tab-on.png       the tab "Zeitplan" turned on (no user systemd: next login)
+#   main-schedule-recovered.png  the main screen after the next automatic backup succeeded
 #
 #   scripts/screenshots.sh [OUTPUT_FOLDER] [BUILD_FOLDER]
 # The build folder defaults to the release build of scripts/run.sh; it is
@@ -235,14 +240,17 @@ XML
     xdotool windowfocus --sync "$dialog" key Escape
     sleep 1.5
     shoot update-badge.png
-    # The settings by their shortcut, then the tab "Update" (the fourth of
-    # four tabs across the 400 wide window).
+    # The settings by their shortcut, then the tab "Update" (the last of
+    # five tabs across the 400 wide window, 80 each).
     xdotool windowfocus --sync "$window" key ctrl+comma
     sleep 1.5
     settings=$(xdotool search --onlyvisible --name "App Passwort" | head -n 1)
     xdotool mousemove --window "$settings" 350 28 click 1
     sleep 1
     import -window "$settings" "$CORVINA_SHOTS/update-tab.png"; echo "saved $CORVINA_SHOTS/update-tab.png"
+    xdotool mousemove --window "$settings" 280 28 click 1
+    sleep 1
+    import -window "$settings" "$CORVINA_SHOTS/schedule-tab-missing.png"; echo "saved $CORVINA_SHOTS/schedule-tab-missing.png"
     kill "$app"; wait "$app" 2>/dev/null || true
     # The settings, opened by Ctrl+, over an unlocked window, with an archive
     # password and a storage folder in place.
@@ -284,9 +292,39 @@ XML
     shoot settings-override-warning.png
     # Escape closes the warning, then the sheet.
     xdotool key Escape; sleep 0.8; xdotool key Escape; sleep 0.8
-    point 250 28; xdotool click 1; sleep 1
+    point 200 28; xdotool click 1; sleep 1
     shoot settings-storage.png
     point 200 205; xdotool click 1; sleep 1.5
     shoot settings-folder-dialog.png
+    kill "$app"; wait "$app" 2>/dev/null || true
+    
+    # An automatic backup failed last night: the main screen says so, and
+    # the tab "Zeitplan" too; the next success takes the line away.
+    state="$HOME/.local/state/de.Corvina-Backup-Manager"
+    mkdir -p "$state"
+    printf "{\"keep\": 14, \"hour\": 2, \"minute\": 30, \"lastRun\": \"2026-11-24T02:30:05+01:00\", \"lastSuccess\": false, \"lastResult\": \"Die neue Sicherung „Backup_2026-11-24_02-30-05.halvorn“ hat die Prüfung nicht bestanden: „Akten/2026/November.pdf“ ist beschädigt.\"}" >"$state/schedule.json"
+    start
+    sleep 2
+    xdotool type --delay 40 "Geheim-42"
+    xdotool key Return
+    sleep 2.5
+    main=$window
+    shoot main-schedule-failure.png
+    xdotool key ctrl+comma
+    sleep 1.5
+    window=$(xdotool search --onlyvisible --name "App Passwort" | head -n 1)
+    xdotool windowfocus --sync "$window"
+    point 280 28; xdotool click 1; sleep 1
+    shoot schedule-tab-failed.png
+    # The switch is the first control under the tab bar.
+    point 120 95; xdotool click 1; sleep 1.5
+    shoot schedule-tab-on.png
+    printf "{\"keep\": 14, \"hour\": 2, \"minute\": 30, \"lastRun\": \"2026-11-25T02:30:04+01:00\", \"lastSuccess\": true, \"lastResult\": \"%s/Backup_2026-11-25_02-30-04.halvorn\"}" "$HOME/Backups Pflege" >"$state/new.json"
+    mv "$state/new.json" "$state/schedule.json"
+    # Out of the way of the main window, which no window manager raises.
+    xdotool windowmove "$window" 900 0
+    sleep 1.5
+    window=$main
+    shoot main-schedule-recovered.png
     kill "$app"; wait "$app" 2>/dev/null || true
     '

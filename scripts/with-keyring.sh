@@ -13,6 +13,7 @@ export XDG_RUNTIME_DIR="$scratch/runtime"
 export XDG_CONFIG_HOME="$HOME/.config"
 export XDG_DATA_HOME="$HOME/.local/share"
 export XDG_CACHE_HOME="$HOME/.cache"
+export XDG_STATE_HOME="$HOME/.local/state"
 unset DBUS_SESSION_BUS_ADDRESS GNOME_KEYRING_CONTROL
 
 # shellcheck disable=SC2016

@@ -137,6 +137,14 @@ int report(const EncryptionResult& result) {
     return exitFailure;
 }
 
+std::optional<DataFolderLock> lockDataFolder(const QString& dataFolder) {
+    std::optional<DataFolderLock> lock = DataFolderLock::tryAcquire(dataFolder);
+    if (!lock) {
+        printError(dataFolderBusyText());
+    }
+    return lock;
+}
+
 void addPasswordOption(QCommandLineParser& parser) {
     parser.addOption(QCommandLineOption(
         QStringLiteral("password-file"),

@@ -1,11 +1,13 @@
 #pragma once
 
+#include "engine/DataFolderLock.h"
 #include "engine/FinderCommentError.h"
 
 #include <QCommandLineParser>
 #include <QString>
 #include <QStringList>
 
+#include <chrono>
 #include <cstdio>
 #include <optional>
 #include <span>
@@ -39,6 +41,9 @@ enum ExitCode : int {
     exitFailure = 1,
     /// The arguments were wrong; a usage message went to stderr.
     exitUsage = 2,
+    /// Another action on the same data folder (in the window, the timer or
+    /// another run of the tool) was running; nothing was done.
+    exitBusy = 3,
     /// The keyring could not give the archive password (locked, the unlock
     /// prompt dismissed, not reachable); nothing was written.
     exitKeyringUnavailable = 4,
@@ -73,6 +78,10 @@ void printError(const QString& line);
 /// exitSuccess for a success.
 int report(const EncryptionResult& result);
 
+/// The lock of `dataFolder` for one action, or nothing when another action
+/// holds it; the reason then went to stderr.
+std::optional<DataFolderLock> lockDataFolder(const QString& dataFolder);
+
 /// Adds --password-file to a command's options.
 void addPasswordOption(QCommandLineParser& parser);
 
@@ -102,5 +111,15 @@ int runList(const QStringList& arguments);
 int runComment(const QStringList& arguments);
 /// `schedule enable|disable|status|run`: backups by a systemd user timer.
 int runSchedule(const QStringList& arguments);
+/// `prune --keep N [--dry-run]`: the schedule's keeping rule, by hand.
+int runPrune(const QStringList& arguments);
+
+/// One run of the timer's service: a backup of the data folder into the
+/// stored storage folder, checked, then the keeping rule. A failure ends with
+/// exitFailure, its German reason on stderr (the journal) and in a desktop
+/// notification; a success prints the backup's path. Either way the outcome
+/// is kept in the schedule's state. While another action on the data folder
+/// runs, the run waits for it up to `lockWait`, then fails.
+int runScheduledBackup(std::chrono::seconds lockWait);
 
 } // namespace corvina::cli

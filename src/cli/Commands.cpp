@@ -80,6 +80,10 @@ int runCreate(const QStringList& arguments) {
         return password.exitCode;
     }
 
+    const std::optional<DataFolderLock> lock = lockDataFolder(source);
+    if (!lock) {
+        return exitBusy;
+    }
     const CreatedBackup created = [&] {
         ProgressLine line;
         return line.await(EncryptionService::shared().createBackup(
@@ -104,6 +108,10 @@ int runRestore(const QStringList& arguments) {
                                  QStringLiteral("The folder that holds Data (default: the "
                                                 "companion application's container)."),
                                  QStringLiteral("dir")));
+    parser.addOption(QCommandLineOption(
+        QStringLiteral("accept-damaged"),
+        QStringLiteral("Last resort when the only backup left is damaged: restores entries whose "
+                       "size or CRC-32 do not match as they are, and names them.")));
     addPasswordOption(parser);
     if (const auto done = parseArguments(parser, arguments, 0)) {
         return *done;
@@ -118,14 +126,26 @@ int runRestore(const QStringList& arguments) {
     if (!password.password) {
         return password.exitCode;
     }
+    const std::optional<DataFolderLock> lock = lockDataFolder(container + QStringLiteral("/Data"));
+    if (!lock) {
+        return exitBusy;
+    }
     const QString backup = parser.value(QStringLiteral("backup"));
     const QString opening = passwordOpening(backup, *password.password);
-    const EncryptionResult result = [&] {
+    if (!parser.isSet(QStringLiteral("accept-damaged"))) {
         ProgressLine line;
-        return line.await(EncryptionService::shared().restoreEncryptedArchive(
+        return report(line.await(EncryptionService::shared().restoreEncryptedArchive(
+            backup, container, opening, line.progress())));
+    }
+    const DamagedRestore restored = [&] {
+        ProgressLine line;
+        return line.await(EncryptionService::shared().restoreAcceptingDamage(
             backup, container, opening, line.progress()));
     }();
-    return report(result);
+    for (const QString& entry : restored.damagedEntries) {
+        printOut(QStringLiteral("damaged entry: ") + entry);
+    }
+    return report(restored.result);
 }
 
 int runVerify(const QStringList& arguments) {

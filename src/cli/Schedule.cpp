@@ -2,32 +2,19 @@
 // units live in the user's unit folder; where a user systemd runs, it is told
 // at once, else the timer starts with the next login.
 #include "cli/CommandLine.h"
-#include "cli/ScheduleUnits.h"
 
 #include "session/KeychainService.h"
+#include "workflows/AutomaticBackups.h"
+#include "workflows/ScheduleSetup.h"
+#include "workflows/ScheduleUnits.h"
 #include "workflows/StorageLocation.h"
 
 #include <QCoreApplication>
-#include <QDir>
-#include <QFile>
-#include <QSaveFile>
-#include <QSettings>
+#include <QFileInfo>
 
 namespace corvina::cli {
 
 namespace {
-
-const QString dateFormat = QStringLiteral("dd.MM.yyyy HH:mm");
-
-bool writeUnit(const QString& path, const QString& text, QString& error) {
-    QSaveFile file(path);
-    if (file.open(QIODevice::WriteOnly) && file.write(text.toUtf8()) >= 0 && file.commit()) {
-        return true;
-    }
-    error =
-        QStringLiteral("„%1“ konnte nicht geschrieben werden: %2").arg(path, file.errorString());
-    return false;
-}
 
 /// Whether the archive password is in the keyring now; nothing when the
 /// keyring cannot be read (the reason in `error`).
@@ -65,6 +52,15 @@ int enable(const QCommandLineParser& parser, const QStringList& arguments) {
         return usageError(parser, arguments,
                           QStringLiteral("nur eine von --daily, --weekly und --calendar"));
     }
+    int keep = ScheduleState::load().keep;
+    if (parser.isSet(QStringLiteral("keep"))) {
+        bool isNumber = false;
+        keep = parser.value(QStringLiteral("keep")).toInt(&isNumber);
+        if (!isNumber || keep < 1 || keep > ScheduleState::maximumKeep) {
+            return usageError(parser, arguments,
+                              QStringLiteral("--keep erwartet eine Zahl von 1 bis 365"));
+        }
+    }
     QString error;
     if (!checkedCalendar(calendar, error)) {
         return usageError(parser, arguments, error);
@@ -80,31 +76,20 @@ int enable(const QCommandLineParser& parser, const QStringList& arguments) {
         return fail(error);
     }
 
-    if (!QDir().mkpath(ScheduleUnits::folder() + QStringLiteral("/timers.target.wants")) ||
-        !writeUnit(ScheduleUnits::servicePath(),
-                   ScheduleUnits::serviceText(QCoreApplication::applicationFilePath()), error) ||
-        !writeUnit(ScheduleUnits::timerPath(), ScheduleUnits::timerText(calendar), error)) {
-        return fail(error.isEmpty()
-                        ? QStringLiteral("Der Ordner „%1“ konnte nicht angelegt werden.")
-                              .arg(ScheduleUnits::folder())
-                        : error);
+    ScheduleState state = ScheduleState::load();
+    state.calendar = calendar;
+    state.keep = keep;
+    state.comment = parser.value(QStringLiteral("comment"));
+    state.requiresArchivePassword = *passwordStored;
+    const ScheduleChange change = enableSchedule(state, QCoreApplication::applicationFilePath());
+    if (change.error) {
+        return fail(*change.error);
     }
-    QFile::remove(ScheduleUnits::wantsLinkPath());
-    QFile::link(QStringLiteral("../") + QLatin1String(ScheduleUnits::timerName),
-                ScheduleUnits::wantsLinkPath());
-    QSettings settings;
-    settings.setValue(scheduleKey::comment, parser.value(QStringLiteral("comment")));
-    settings.setValue(scheduleKey::requiresArchivePassword, *passwordStored);
-
     printOut(QStringLiteral("Zeitplan eingeschaltet: %1").arg(calendar));
-    if (userSystemctl({QStringLiteral("daemon-reload")}) &&
-        userSystemctl({QStringLiteral("restart"), QLatin1String(ScheduleUnits::timerName)})) {
-        if (const auto next = nextElapse(calendar)) {
-            printOut(QStringLiteral("Nächste Sicherung: %1").arg(next->toString(dateFormat)));
-        }
-    } else {
-        printOut(QStringLiteral("systemd für den Benutzer läuft nicht; der Zeitplan gilt ab der "
-                                "nächsten Anmeldung."));
+    if (change.startsAtNextLogin) {
+        printOut(startsAtNextLoginText());
+    } else if (const auto next = nextElapse(calendar)) {
+        printOut(QStringLiteral("Nächste Sicherung: %1").arg(scheduleTimeText(*next)));
     }
     return exitSuccess;
 }
@@ -114,40 +99,17 @@ int disable() {
         printOut(QStringLiteral("Es ist kein Zeitplan eingeschaltet."));
         return exitSuccess;
     }
-    userSystemctl({QStringLiteral("stop"), QLatin1String(ScheduleUnits::timerName)});
-    QFile::remove(ScheduleUnits::wantsLinkPath());
-    if (!QFile::remove(ScheduleUnits::timerPath()) ||
-        !QFile::remove(ScheduleUnits::servicePath())) {
-        return fail(QStringLiteral("Die Dateien des Zeitplans in „%1“ konnten nicht entfernt "
-                                   "werden.")
-                        .arg(ScheduleUnits::folder()));
+    if (const ScheduleChange change = disableSchedule(); change.error) {
+        return fail(*change.error);
     }
-    userSystemctl({QStringLiteral("daemon-reload")});
     printOut(QStringLiteral("Zeitplan ausgeschaltet."));
     return exitSuccess;
 }
 
 int status() {
-    const std::optional<QString> calendar = ScheduleUnits::installedCalendar();
-    printOut(calendar ? QStringLiteral("Zeitplan: eingeschaltet (%1)").arg(*calendar)
-                      : QStringLiteral("Zeitplan: ausgeschaltet"));
-    const QSettings settings;
-    const QDateTime lastRun =
-        QDateTime::fromString(settings.value(scheduleKey::lastRun).toString(), Qt::ISODate);
-    if (!lastRun.isValid()) {
-        printOut(QStringLiteral("Letzte Sicherung: noch keine"));
-    } else {
-        printOut(QStringLiteral("Letzte Sicherung: %1, %2: %3")
-                     .arg(lastRun.toLocalTime().toString(dateFormat),
-                          settings.value(scheduleKey::lastSuccess).toBool()
-                              ? QStringLiteral("erfolgreich")
-                              : QStringLiteral("fehlgeschlagen"),
-                          settings.value(scheduleKey::lastResult).toString()));
-    }
-    if (calendar) {
-        const std::optional<QDateTime> next = nextElapse(*calendar);
-        printOut(QStringLiteral("Nächste Sicherung: %1")
-                     .arg(next ? next->toString(dateFormat) : QStringLiteral("unbekannt")));
+    for (const QString& line :
+         ScheduleStatus::of(ScheduleState::load(), ScheduleUnits::installedCalendar()).lines()) {
+        printOut(line);
     }
     return exitSuccess;
 }
@@ -160,7 +122,8 @@ int runSchedule(const QStringList& arguments) {
         "enable: installs a systemd user timer (daily unless told otherwise) whose runs back up "
         "the data folder into the stored storage folder with the keyring's archive password.\n"
         "disable: removes the timer. status: the schedule, the last run and the next one.\n"
-        "run: one scheduled backup, as the timer starts it."));
+        "run: one scheduled backup, as the timer starts it: it backs up, checks the new backup, "
+        "then deletes the automatic backups beyond the number to keep."));
     parser.addPositionalArgument(QStringLiteral("action"),
                                  QStringLiteral("enable, disable, status or run."),
                                  QStringLiteral("enable|disable|status|run"));
@@ -170,9 +133,18 @@ int runSchedule(const QStringList& arguments) {
         QStringLiteral("calendar"),
         QStringLiteral("A systemd calendar expression, e.g. \"Mon..Fri 18:00\"."),
         QStringLiteral("when")));
+    parser.addOption(QCommandLineOption(
+        QStringLiteral("keep"),
+        QStringLiteral("How many automatic backups to keep, 1 to 365 (default 14)."),
+        QStringLiteral("count")));
     parser.addOption(QCommandLineOption(QStringLiteral("comment"),
                                         QStringLiteral("The comment of each scheduled backup."),
                                         QStringLiteral("text")));
+    parser.addOption(QCommandLineOption(
+        QStringLiteral("wait"),
+        QStringLiteral("run: how long to wait for another action on the data folder to end "
+                       "(default 600)."),
+        QStringLiteral("seconds"), QStringLiteral("600")));
     if (const auto done = parseArguments(parser, arguments, 1)) {
         return *done;
     }
@@ -187,10 +159,63 @@ int runSchedule(const QStringList& arguments) {
         return status();
     }
     if (action == QLatin1String("run")) {
-        return runScheduledBackup();
+        bool valid = false;
+        const int wait = parser.value(QStringLiteral("wait")).toInt(&valid);
+        if (!valid || wait < 0) {
+            return usageError(parser, arguments, QStringLiteral("--wait erwartet Sekunden"));
+        }
+        return runScheduledBackup(std::chrono::seconds(wait));
     }
     return usageError(parser, arguments,
                       QStringLiteral("erwartet: enable, disable, status oder run"));
+}
+
+int runPrune(const QStringList& arguments) {
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral(
+        "Deletes the automatic backups of the storage folder beyond the <count> newest, each with "
+        "its \"._\" file, and prints their paths. Backups made by hand are never deleted."));
+    parser.addOption(QCommandLineOption(QStringLiteral("keep"),
+                                        QStringLiteral("How many automatic backups stay."),
+                                        QStringLiteral("count")));
+    parser.addOption(QCommandLineOption(QStringLiteral("dir"),
+                                        QStringLiteral("The folder (default: the stored storage "
+                                                       "folder)."),
+                                        QStringLiteral("dir")));
+    parser.addOption(QCommandLineOption(QStringLiteral("dry-run"),
+                                        QStringLiteral("Only print what would be deleted.")));
+    if (const auto done = parseArguments(parser, arguments, 0)) {
+        return *done;
+    }
+    bool keepIsNumber = false;
+    const int keep = parser.value(QStringLiteral("keep")).toInt(&keepIsNumber);
+    if (!keepIsNumber || keep < 1) {
+        return usageError(parser, arguments, QStringLiteral("--keep erwartet eine Zahl ab 1"));
+    }
+    const std::optional<QString> folder = parser.isSet(QStringLiteral("dir"))
+                                              ? parser.value(QStringLiteral("dir"))
+                                              : storedStoragePath();
+    if (!folder || !QFileInfo(*folder).isDir()) {
+        return usageError(parser, arguments,
+                          folder ? QStringLiteral("Ordner „%1“ nicht gefunden").arg(*folder)
+                                 : QStringLiteral("kein --dir angegeben und kein "
+                                                  "Speicherordner festgelegt"));
+    }
+    const QStringList beyond = backupsBeyondKeep(*folder, keep);
+    if (parser.isSet(QStringLiteral("dry-run"))) {
+        for (const QString& backup : beyond) {
+            printOut(backup);
+        }
+        return exitSuccess;
+    }
+    const Pruning pruning = deleteBackups(beyond);
+    for (const QString& backup : pruning.deleted) {
+        printOut(backup);
+    }
+    for (const QString& problem : pruning.failures) {
+        printError(problem);
+    }
+    return pruning.failures.isEmpty() ? exitSuccess : exitFailure;
 }
 
 } // namespace corvina::cli

@@ -1,17 +1,17 @@
 // The backup that the timer starts. Nobody watches it: every failure must
 // reach the user through the journal and a desktop notification.
 #include "cli/CommandLine.h"
-#include "cli/ScheduleUnits.h"
 
 #include "engine/ApplicationIdentity.h"
-#include "engine/EncryptionService.h"
-#include "session/KeychainService.h"
+#include "engine/DataFolderLock.h"
+#include "workflows/ArchivePassword.h"
+#include "workflows/AutomaticRun.h"
+#include "workflows/ScheduleState.h"
 #include "workflows/StorageLocation.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QFileInfo>
-#include <QSettings>
 
 namespace corvina::cli {
 
@@ -24,25 +24,24 @@ struct ScheduledPassword {
 };
 
 ScheduledPassword scheduledPassword(bool required) {
-    return withStdoutOnStderr([&]() -> ScheduledPassword {
-        try {
-            const std::optional<QString> stored =
-                KeychainService(zipPasswordService).keychain.readString(zipPasswordKey);
-            if (stored) {
-                return {stored, {}};
-            }
-        } catch (const KeychainError& failure) {
-            return {std::nullopt, QStringLiteral("Der Schlüsselbund ist nicht erreichbar: %1")
-                                      .arg(failure.description())};
-        }
-        if (required) {
-            return {std::nullopt,
-                    QStringLiteral("Das Archivpasswort ist nicht im Schlüsselbund, oder der "
-                                   "Schlüsselbund ist gesperrt.")};
-        }
-        // Never set: the empty password, as the window uses it too.
-        return {QString(), {}};
-    });
+    const StoredPassword stored = withStdoutOnStderr(&readArchivePassword);
+    switch (stored.state) {
+    case StoredPassword::State::present:
+        return {stored.value, {}};
+    case StoredPassword::State::unavailable:
+        // A locked keyring is the usual case of a timer: no display to
+        // unlock it on. The run fails rather than use the empty password.
+        return {std::nullopt,
+                QStringLiteral("%1 (%2)").arg(archivePasswordUnavailableText(), stored.failure)};
+    case StoredPassword::State::absent:
+        break;
+    }
+    if (required) {
+        return {std::nullopt,
+                QStringLiteral("Das Archivpasswort ist nicht im Schlüsselbund gespeichert.")};
+    }
+    // Never set: the empty password, as the window uses it too.
+    return {QString(), {}};
 }
 
 /// Shows the failure as a desktop notification; false when no notification
@@ -52,9 +51,9 @@ bool notifyFailure(const QString& reason) {
         QStringLiteral("org.freedesktop.Notifications"),
         QStringLiteral("/org/freedesktop/Notifications"),
         QStringLiteral("org.freedesktop.Notifications"), QStringLiteral("Notify"));
-    const QVariantMap hints{{QStringLiteral("desktop-entry"), bundleIdentifier},
+    const QVariantMap hints{{QStringLiteral("desktop-entry"), desktopIdentifier},
                             {QStringLiteral("urgency"), QVariant::fromValue(uchar(2))}};
-    call << QStringLiteral("Corvina Backup Manager") << 0U << bundleIdentifier
+    call << QStringLiteral("Corvina Backup Manager") << 0U << desktopIdentifier
          << QStringLiteral("Die geplante Sicherung ist fehlgeschlagen") << reason << QStringList()
          << hints << -1;
     const QDBusMessage reply = QDBusConnection::sessionBus().call(call, QDBus::Block, 10000);
@@ -62,10 +61,10 @@ bool notifyFailure(const QString& reason) {
 }
 
 void record(bool success, const QString& result) {
-    QSettings settings;
-    settings.setValue(scheduleKey::lastRun, QDateTime::currentDateTime().toString(Qt::ISODate));
-    settings.setValue(scheduleKey::lastSuccess, success);
-    settings.setValue(scheduleKey::lastResult, result);
+    QString error;
+    if (!recordAutomaticRun(success, result, error)) {
+        printError(error);
+    }
 }
 
 int failed(const QString& reason) {
@@ -79,8 +78,8 @@ int failed(const QString& reason) {
 
 } // namespace
 
-int runScheduledBackup() {
-    const QSettings settings;
+int runScheduledBackup(std::chrono::seconds lockWait) {
+    const ScheduleState schedule = ScheduleState::load();
     const std::optional<QString> storage = storedStoragePath();
     if (!storage) {
         return failed(QStringLiteral("Es ist kein Speicherordner für Sicherungen festgelegt."));
@@ -89,21 +88,27 @@ int runScheduledBackup() {
         return failed(
             QStringLiteral("Der Speicherordner „%1“ ist nicht erreichbar.").arg(*storage));
     }
-    const auto password =
-        scheduledPassword(settings.value(scheduleKey::requiresArchivePassword).toBool());
+    const auto password = scheduledPassword(schedule.requiresArchivePassword);
     if (!password.password) {
         return failed(password.failure);
     }
-    const CreatedBackup created =
-        EncryptionService::shared()
-            .createBackup(companionDataDirectory(), *storage, *password.password,
-                          settings.value(scheduleKey::comment).toString())
-            .result();
-    if (!created.result.isSuccess()) {
-        return failed(created.result.error().userText());
+    // A restore or deletion from the window, or a backup of the tool, may be
+    // running: the timer waits for it rather than losing its run.
+    const QString data = companionDataDirectory();
+    const std::optional<DataFolderLock> lock = DataFolderLock::acquire(data, lockWait);
+    if (!lock) {
+        return failed(dataFolderBusyText());
     }
-    record(true, created.backupFile);
-    printOut(created.backupFile);
+    const AutomaticRun run =
+        runAutomaticBackup(data, *storage, *password.password, schedule.comment, schedule.keep);
+    if (!run.success) {
+        return failed(run.reason);
+    }
+    record(true, run.backupFile);
+    for (const QString& problem : run.pruning.failures) {
+        printError(problem);
+    }
+    printOut(run.backupFile);
     return exitSuccess;
 }
 

@@ -23,6 +23,8 @@ constexpr std::array commands{
                           corvina::cli::runComment},
     corvina::cli::Command{"schedule", "Turn scheduled backups on or off, or show their state.",
                           corvina::cli::runSchedule},
+    corvina::cli::Command{"prune", "Delete the automatic backups beyond the number to keep.",
+                          corvina::cli::runPrune},
 };
 
 } // namespace

@@ -89,6 +89,13 @@ void put16(QByteArray& out, uint16_t value) {
     out.append(static_cast<char>(value & 0xff));
 }
 
+/// A name as the attribute table holds it: with its terminating zero when
+/// that fits the length byte. Other programs write names of 255 bytes
+/// without one, and those must come back unchanged.
+QByteArray storedName(const QByteArray& name) {
+    return (name + '\0').left(255);
+}
+
 /// Reads the attribute table that follows the Finder info, if there is one.
 bool parseAttributes(BigEndianReader& reader, uint64_t finderInfoEnd, AppleDouble& result) {
     if (finderInfoEnd < attributeEntriesOffset ||
@@ -148,16 +155,16 @@ QByteArray AppleDouble::serialized() const {
     QByteArray data;
     int entriesEnd = attributeEntriesOffset;
     for (const auto& [name, value] : attributes) {
-        entriesEnd = aligned4(entriesEnd + 11 + static_cast<int>(name.size()) + 1);
+        entriesEnd = aligned4(entriesEnd + 11 + static_cast<int>(storedName(name).size()));
     }
     const int dataStart = entriesEnd;
     for (const auto& [name, value] : attributes) {
         put32(table, static_cast<uint32_t>(dataStart + data.size()));
         put32(table, static_cast<uint32_t>(value.size()));
         put16(table, 0);
-        table.append(static_cast<char>(name.size() + 1));
-        table.append(name);
-        table.append('\0');
+        const QByteArray stored = storedName(name);
+        table.append(static_cast<char>(stored.size()));
+        table.append(stored);
         table.append(QByteArray(aligned4(static_cast<int>(table.size())) - table.size(), '\0'));
         data.append(value);
     }

@@ -6,8 +6,15 @@
 
 namespace corvina {
 
-/// Identifier of the program; also the desktop file ID and the settings folder.
+/// Identifier of the program: the settings folder and the keyring's items,
+/// which keep this name so that nothing stored is lost.
 inline const QString bundleIdentifier = QStringLiteral("de.Corvina-Backup-Manager");
+
+/// The program's name to the desktop: its AppStream ID, desktop file name
+/// and icon, and the application its notifications come from. Reverse DNS in
+/// three parts, as the desktop's validators require.
+inline const QString desktopIdentifier =
+    QStringLiteral("de.corvina_backup_manager.CorvinaBackupManager");
 
 /// Bundle identifier of the companion application whose data is backed up.
 inline const QString companionBundleIdentifier = QStringLiteral("de.halvorn");

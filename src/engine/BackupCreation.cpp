@@ -105,8 +105,13 @@ EncryptionResult createArchive(const QString& source, const QString& destination
             // The archive goes straight into the cipher: its plaintext is
             // only ever written out when a failed comment leaves it behind.
             EncryptingSink encryptor(key, ivBytes(iv), ciphertext.fd(), backupFile, progress);
-            zip::packItem(toPath(source), temporaryZip, encryptor, true,
-                          zip::CompressionMethod::none);
+            // A file the companion writes to while it is read is stored as
+            // read; the log names it for whoever wonders about its state.
+            for (const std::filesystem::path& changed : zip::packItem(
+                     toPath(source), temporaryZip, encryptor, true, zip::CompressionMethod::none)) {
+                diagnosticLog(QStringLiteral("Файл изменился во время чтения: ") +
+                              pathText(changed));
+            }
             diagnosticLog(QStringLiteral("Архив успешно создан: ") + pathText(temporaryZip));
             outcome = encryptor.finish();
         }
@@ -121,8 +126,7 @@ EncryptionResult createArchive(const QString& source, const QString& destination
 
         const auto syncBackup = [&] {
             syncFile(ciphertext.fd(), backupFile);
-            const FileDescriptor folder = openFile(destinationPath, O_RDONLY | O_DIRECTORY);
-            syncFile(folder.get(), destinationPath);
+            syncFolder(destinationPath);
         };
 
         if (!trimmedHorizontally(comment).isEmpty()) {

@@ -38,12 +38,62 @@ QString parentOf(const QString& relativePath) {
     return slash < 0 ? QString() : relativePath.left(slash);
 }
 
+/// This program's rule: a damaged backup never replaces the data folder.
+/// Every entry's data is compared with the size and CRC-32 the archive gives
+/// it, and the archive must yield as many entries as its end record counts;
+/// anything else ends the restore while the old data is still in place. Only
+/// when the caller accepts damage (the last resort of a user whose only
+/// backup is damaged) does the restore go on, noting each entry that failed.
+class DamageCheck {
+public:
+    explicit DamageCheck(QStringList* acceptedDamage)
+        : m_accepted(acceptedDamage) {}
+
+    void checkEntry(const zip::Entry& entry, uint32_t checksum, uint64_t size,
+                    const fs::path& where) {
+        // The central record: it holds the CRC-32 and sizes for every entry,
+        // also one that carries them in a descriptor after its data, whose
+        // 32- or 64-bit form a reader can only guess.
+        const zip::CentralDirectoryStructure& central = entry.centralDirectoryStructure;
+        if (checksum != central.crc32 || size != central.effectiveUncompressedSize()) {
+            damaged(entry.entryPath(), zip::ArchiveError::invalidCRC32, where);
+        }
+    }
+
+    void checkEntryCount(uint64_t walked, uint64_t declared, const fs::path& archive) {
+        if (walked < declared) {
+            damaged(
+                QStringLiteral("central directory record %1 of %2").arg(walked + 1).arg(declared),
+                zip::ArchiveError::invalidCentralDirectoryEntryCount, archive);
+        }
+    }
+
+private:
+    void damaged(const QString& what, zip::ArchiveError error, const fs::path& where) {
+        diagnosticLog(QStringLiteral("Ошибка: повреждённая запись архива: ") + what);
+        if (m_accepted == nullptr) {
+            throw zip::Error(error, where);
+        }
+        m_accepted->append(what);
+    }
+
+    QStringList* m_accepted;
+};
+
+struct LinkTarget {
+    std::optional<QString> text;
+    uint32_t checksum = 0;
+    uint64_t size = 0;
+};
+
 /// The link target a symbolic link entry holds: each chunk is decoded by
 /// itself and the last chunk that is valid UTF-8 wins.
-std::optional<QString> readLinkTarget(zip::Archive& archive, const zip::Entry& entry) {
-    std::optional<QString> target;
-    archive.readEntry(
-        entry, zip::defaultChunkSize, false, nullptr, [&target](std::span<const uint8_t> chunk) {
+LinkTarget readLinkTarget(zip::Archive& archive, const zip::Entry& entry) {
+    LinkTarget link;
+    std::optional<QString>& target = link.text;
+    link.checksum = archive.readEntry(
+        entry, zip::defaultChunkSize, false, nullptr, [&](std::span<const uint8_t> chunk) {
+            link.size += chunk.size();
             QStringDecoder decoder(QStringDecoder::Utf8,
                                    QStringDecoder::Flag::Stateless |
                                        QStringDecoder::Flag::ConvertInitialBom);
@@ -53,7 +103,7 @@ std::optional<QString> readLinkTarget(zip::Archive& archive, const zip::Entry& e
                 target = std::move(text);
             }
         });
-    return target;
+    return link;
 }
 
 /// Links are made at the percent-escaped form of their full path (characters
@@ -63,7 +113,7 @@ std::optional<QString> readLinkTarget(zip::Archive& archive, const zip::Entry& e
 /// only ever used beneath the temporary folder; one that leaves it counts as
 /// a failed link.
 void restoreSymbolicLink(zip::Archive& archive, const zip::Entry& entry, zip::ExtractionRoot& root,
-                         const QString& relativePath) {
+                         const QString& relativePath, DamageCheck& check) {
     const QString entryPath = entry.entryPath();
     diagnosticLog(QStringLiteral("Восстановление символической ссылки: ") + entryPath);
     root.createDirectories(parentOf(relativePath));
@@ -76,7 +126,14 @@ void restoreSymbolicLink(zip::Archive& archive, const zip::Entry& entry, zip::Ex
                           .localizedDescription());
         return;
     }
-    const std::optional<QString> target = readLinkTarget(archive, entry);
+    const LinkTarget link = readLinkTarget(archive, entry);
+    // A link target is read as its local header gives it: only a stored one
+    // whose size is in that header (not in a descriptor after the data) can
+    // be held against its CRC-32.
+    if (entry.localFileHeader.compressionMethod == 0 && !entry.usesDataDescriptorFlag()) {
+        check.checkEntry(entry, link.checksum, link.size, root.path() / relativePath.toStdString());
+    }
+    const std::optional<QString>& target = link.text;
     if (!target) {
         diagnosticLog(
             QStringLiteral("Ошибка: невозможно определить целевой путь для символической ссылки ") +
@@ -119,33 +176,18 @@ void restoreSymbolicLink(zip::Archive& archive, const zip::Entry& entry, zip::Ex
     }
 }
 
-void unpackEntries(zip::Archive& archive, zip::ExtractionRoot& root, OperationProgress* progress) {
-    EntryProgress counted(progress);
-    for (const zip::Entry& entry : archive.entrySequence()) {
-        const QString entryPath = entry.entryPath();
-        diagnosticLog(QStringLiteral("Обрабатывается файл: ") + entryPath);
-        const QString relativePath = relativeEntryPath(entryPath);
-        switch (entry.entryType()) {
-        case zip::EntryType::file:
-            diagnosticLog(QStringLiteral("Тип записи: файл"));
-            root.createDirectories(parentOf(relativePath));
-            // A restore never compares an entry's checksum with the stored
-            // one, so it does not spend a pass over the data computing it.
-            root.extractEntry(archive, entry, relativePath, zip::defaultChunkSize, true, false,
-                              counted.begin());
-            diagnosticLog(QStringLiteral("Файл успешно извлечен: ") + pathText(root.path()) +
-                          QLatin1Char('/') + relativePath);
-            break;
-        case zip::EntryType::directory:
-            diagnosticLog(QStringLiteral("Тип записи: директория"));
-            root.createDirectories(relativePath);
-            break;
-        case zip::EntryType::symlink:
-            restoreSymbolicLink(archive, entry, root, relativePath);
-            break;
-        }
-        counted.end(entry);
+/// Extracts a file entry and checks what arrived: the CRC-32 as the data
+/// went by, the size as the file now stands (a short entry ends early).
+void extractFile(zip::Archive& archive, const zip::Entry& entry, zip::ExtractionRoot& root,
+                 const QString& relativePath, zip::Progress* progress, DamageCheck& check) {
+    const uint32_t checksum = root.extractEntry(archive, entry, relativePath, zip::defaultChunkSize,
+                                                false, false, progress);
+    const fs::path written = root.path() / relativePath.toStdString();
+    struct stat status {};
+    if (::lstat(written.c_str(), &status) != 0) {
+        throw SystemError(errno, written);
     }
+    check.checkEntry(entry, checksum, static_cast<uint64_t>(status.st_size), written);
 }
 
 /// After a failed unpacking or replacing, the decrypted archive is left
@@ -162,12 +204,43 @@ void leavePlaintextBehind(DecryptingReader& plaintext, const fs::path& temporary
 
 } // namespace
 
+void unpackEntries(zip::Archive& archive, zip::ExtractionRoot& root, OperationProgress* progress,
+                   QStringList* acceptedDamage) {
+    DamageCheck check(acceptedDamage);
+    EntryProgress counted(progress);
+    uint64_t walked = 0;
+    for (const zip::Entry& entry : archive.entrySequence()) {
+        ++walked;
+        const QString entryPath = entry.entryPath();
+        diagnosticLog(QStringLiteral("Обрабатывается файл: ") + entryPath);
+        const QString relativePath = relativeEntryPath(entryPath);
+        switch (entry.entryType()) {
+        case zip::EntryType::file:
+            diagnosticLog(QStringLiteral("Тип записи: файл"));
+            root.createDirectories(parentOf(relativePath));
+            extractFile(archive, entry, root, relativePath, counted.begin(), check);
+            diagnosticLog(QStringLiteral("Файл успешно извлечен: ") + pathText(root.path()) +
+                          QLatin1Char('/') + relativePath);
+            break;
+        case zip::EntryType::directory:
+            diagnosticLog(QStringLiteral("Тип записи: директория"));
+            root.createDirectories(relativePath);
+            break;
+        case zip::EntryType::symlink:
+            restoreSymbolicLink(archive, entry, root, relativePath, check);
+            break;
+        }
+        counted.end(entry);
+    }
+    // A record that cannot be read ends the entry sequence early.
+    check.checkEntryCount(walked, archive.endRecords().totalNumberOfEntries(), root.path());
+}
+
 EncryptionResult restoreArchive(const QString& backupFile, const QString& containerDirectory,
                                 const QString& password, const QByteArray& iv,
-                                OperationProgress* progress) {
+                                OperationProgress* progress, QStringList* acceptedDamage) {
     const fs::path container = toPath(containerDirectory);
     const fs::path temporaryZip = container / ".decryptedArchive.zip";
-    const fs::path temporaryFolder = container / ".TempData";
     const fs::path target = container / "Data";
     const auto failed = [] {
         return EncryptionResult::failure(FinderCommentError::Case::archiveCreationFailed);
@@ -175,8 +248,10 @@ EncryptionResult restoreArchive(const QString& backupFile, const QString& contai
 
     // A run that was killed while replacing left old items aside: they go
     // back before anything else happens.
+    DataFolderPlaces places;
     try {
-        if (recoverInterruptedReplacement(target, temporaryFolder)) {
+        places = dataFolderPlaces(target);
+        if (recoverInterruptedReplacement(places)) {
             diagnosticLog(QStringLiteral("Прежние данные возвращены после прерванной замены: ") +
                           pathText(target));
         }
@@ -186,8 +261,19 @@ EncryptionResult restoreArchive(const QString& backupFile, const QString& contai
         return failed();
     }
 
+    const fs::path temporaryFolder = places.temporaryFolder();
+    // Inside the data folder (a mount point, say), what a failure leaves of
+    // the new tree goes again, so that the folder is as it was.
+    const auto leaveNothingInside = [&] {
+        if (places.insideContents()) {
+            std::error_code ignored;
+            fs::remove_all(temporaryFolder, ignored);
+        }
+    };
+
     Decryption decryption = decryptBackup(backupFile, password, iv, progress);
     if (decryption.failure) {
+        leaveNothingInside();
         return *decryption.failure;
     }
     DecryptingReader& plaintext = *decryption.plaintext;
@@ -217,21 +303,23 @@ EncryptionResult restoreArchive(const QString& backupFile, const QString& contai
         zip::Archive archive(plaintext.openStream(), temporaryZip);
         zip::ExtractionRoot root(temporaryFolder);
         diagnosticLog(QStringLiteral("Архив успешно открыт для чтения. Начало распаковки."));
-        unpackEntries(archive, root, progress);
+        unpackEntries(archive, root, progress, acceptedDamage);
     } catch (...) {
         diagnosticLog(QStringLiteral("Ошибка распаковки архива: ") +
                       describeException(std::current_exception()));
         leavePlaintextBehind(plaintext, temporaryZip);
+        leaveNothingInside();
         return failed();
     }
     diagnosticLog(QStringLiteral("Распаковка завершена."));
 
     try {
-        replaceContents(target, temporaryFolder);
+        replaceContents(places);
     } catch (...) {
         diagnosticLog(QStringLiteral("Ошибка замены содержимого директории: ") +
                       describeException(std::current_exception()));
         leavePlaintextBehind(plaintext, temporaryZip);
+        leaveNothingInside();
         return failed();
     }
     diagnosticLog(QStringLiteral("Данные успешно восстановлены в директорию: ") + pathText(target));
@@ -248,11 +336,14 @@ EncryptionResult restoreArchive(const QString& backupFile, const QString& contai
         diagnosticLog(QStringLiteral("Временные файлы удалены."));
     }
 
-    // A restore reported as done is on disk.
-    const int folder = ::open(container.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (folder >= 0) {
-        ::syncfs(folder);
-        ::close(folder);
+    // A restore reported as done is on disk, the data's file system as well
+    // where it is another.
+    for (const fs::path& folder : {container, places.work}) {
+        const int fd = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        if (fd >= 0) {
+            ::syncfs(fd);
+            ::close(fd);
+        }
     }
     if (progress != nullptr) {
         progress->complete();

@@ -114,11 +114,12 @@ DecryptingReader::DecryptingReader(FileDescriptor ciphertext, std::filesystem::p
     std::size_t produced = last.update(std::span(tail.data(), tailSize), unpadded.data());
     produced += last.finish(unpadded.data() + produced);
     m_size = tailStart + produced;
-
-    m_thread = std::thread([this] { run(); });
 }
 
 DecryptingReader::~DecryptingReader() {
+    if (!m_thread.joinable()) {
+        return;
+    }
     {
         std::lock_guard lock(m_mutex);
         m_stopping = true;
@@ -258,13 +259,21 @@ void DecryptingReader::requestAfter(uint64_t index) {
         m_wanted.pop_front();
     }
     if (added) {
+        // The thread starts with the first window to decrypt ahead: a file
+        // of one window never needs it.
+        if (!m_thread.joinable()) {
+            m_thread = std::thread([this] { run(); });
+        }
         m_changed.notify_all();
     }
 }
 
 DecryptingReader::Window DecryptingReader::takeBuffer() {
     if (m_spare.empty()) {
-        return Window(new uint8_t[windowBytes]);
+        // A small file's only window needs no more room than the file.
+        const auto size = static_cast<std::size_t>(
+            std::min<uint64_t>(windowBytes, aesBlockSize + m_ciphertextSize));
+        return Window(new uint8_t[size]);
     }
     Window bytes = std::move(m_spare.back());
     m_spare.pop_back();

@@ -88,6 +88,22 @@ QFuture<EncryptionResult> EncryptionService::restoreEncryptedArchive(
     });
 }
 
+QFuture<DamagedRestore> EncryptionService::restoreAcceptingDamage(
+    const QString& backupFile, const QString& containerDirectory, const QString& password,
+    std::shared_ptr<OperationProgress> progress) {
+    return QtConcurrent::run(&m_workers, [=, iv = iv] {
+        DamagedRestore restored;
+        try {
+            restored.result = restoreArchive(backupFile, containerDirectory, password, iv,
+                                             progress.get(), &restored.damagedEntries);
+        } catch (...) {
+            restored.result =
+                EncryptionResult::failure(FinderCommentError::Case::archiveCreationFailed);
+        }
+        return restored;
+    });
+}
+
 QFuture<VerificationReport>
 EncryptionService::verifyEncryptedArchive(const QString& backupFile, const QString& password,
                                           std::shared_ptr<OperationProgress> progress) {

@@ -6,6 +6,7 @@
 #include <QByteArray>
 #include <QFuture>
 #include <QString>
+#include <QStringList>
 #include <QThreadPool>
 
 #include <cstdint>
@@ -27,6 +28,14 @@ struct VerificationReport {
     std::optional<QString> firstDamagedEntry;
 
     [[nodiscard]] bool isSound() const { return result.isSuccess() && !firstDamagedEntry; }
+};
+
+/// The outcome of a restore that accepted damage, with each entry that failed
+/// its size or CRC-32 check (or, for a central directory that ends early, a
+/// note saying which record is missing).
+struct DamagedRestore {
+    EncryptionResult result = EncryptionResult::success();
+    QStringList damagedEntries;
 };
 
 /// The outcome of one backup creation, with the backup's path once the file
@@ -68,6 +77,14 @@ public:
     restoreEncryptedArchive(const QString& backupFile, const QString& containerDirectory,
                             const QString& password,
                             std::shared_ptr<OperationProgress> progress = {});
+
+    /// The last resort when the only backup left is damaged: restores as
+    /// restoreEncryptedArchive does, but puts entries that fail their check
+    /// in place as they are and lists them.
+    QFuture<DamagedRestore>
+    restoreAcceptingDamage(const QString& backupFile, const QString& containerDirectory,
+                           const QString& password,
+                           std::shared_ptr<OperationProgress> progress = {});
 
     /// Decrypts `backupFile` into a private temporary file and checks the
     /// size and CRC-32 of every entry, touching no data folder.

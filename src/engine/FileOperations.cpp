@@ -113,6 +113,13 @@ void syncFile(int fd, const std::filesystem::path& path) {
     }
 }
 
+void syncFolder(const std::filesystem::path& folder) {
+    const FileDescriptor fd = openFile(folder, O_RDONLY | O_DIRECTORY);
+    if (::fsync(fd.get()) != 0 && errno != EINVAL && errno != EOPNOTSUPP) {
+        throw SystemError(errno, folder);
+    }
+}
+
 namespace {
 
 std::string randomHiddenName(const std::string& base) {

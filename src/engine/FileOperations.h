@@ -68,6 +68,12 @@ std::size_t readSome(int fd, void* data, std::size_t size, const std::filesystem
 /// fsync of the descriptor. Throws SystemError.
 void syncFile(int fd, const std::filesystem::path& path);
 
+/// Makes the names in `folder` durable (fsync of the folder). File systems
+/// that can't sync a folder (network and FUSE ones answer EINVAL or
+/// EOPNOTSUPP) write names through on their own, so that refusal is no
+/// failure. Throws SystemError on any other.
+void syncFolder(const std::filesystem::path& folder);
+
 /// A file without a name in `directory` (O_TMPFILE), or where the file system
 /// has none, a hidden file with a random name that is removed again unless it
 /// is published. The content stays invisible under the final name until

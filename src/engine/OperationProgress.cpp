@@ -1,6 +1,7 @@
 #include "engine/OperationProgress.h"
 
 #include "zip/Archive.h"
+#include "zip/ArchiveWriter.h"
 
 #include <algorithm>
 
@@ -53,6 +54,9 @@ uint64_t plannedArchiveSize(const std::filesystem::path& source) {
         total += recordBytes + 2 * pathBytes;
         if (!S_ISDIR(st.st_mode)) {
             total += static_cast<uint64_t>(st.st_size);
+        }
+        if (S_ISREG(st.st_mode)) {
+            total += zip::sinkDescriptorBytes(static_cast<uint64_t>(st.st_size), pathBytes);
         }
     }
     return total;

@@ -7,6 +7,7 @@
 #include "session/PasswordEntryViewModel.h"
 #include "session/PasswordViewModel.h"
 #include "workflows/PathViewModel.h"
+#include "workflows/ScheduleViewModel.h"
 
 #include <QObject>
 #include <QtQml/qqmlregistration.h>
@@ -29,6 +30,12 @@ struct PathViewModelForeign {
     Q_GADGET
     QML_FOREIGN(corvina::PathViewModel)
     QML_NAMED_ELEMENT(PathViewModel)
+};
+
+struct ScheduleViewModelForeign {
+    Q_GADGET
+    QML_FOREIGN(corvina::ScheduleViewModel)
+    QML_NAMED_ELEMENT(ScheduleViewModel)
 };
 
 struct InactivityMonitorForeign {

@@ -23,6 +23,7 @@
 #include "engine/ApplicationIdentity.h"
 #include "engine/CoreDumps.h"
 #include "shell/AppDelegate.h"
+#include "shell/SingleInstance.h"
 #include "ui/CorvinaFont.h"
 
 #include <QGuiApplication>
@@ -40,13 +41,20 @@ int main(int argc, char* argv[]) {
     corvina::forbidCoreDumps();
     QGuiApplication app(argc, argv);
     corvina::applyApplicationIdentity();
-    QGuiApplication::setDesktopFileName(corvina::bundleIdentifier);
+    QGuiApplication::setDesktopFileName(corvina::desktopIdentifier);
     // The installed theme icon where there is one, so that the window and the
     // menu entry look alike; else the copy built into the program.
     QGuiApplication::setWindowIcon(QIcon::fromTheme(
-        corvina::bundleIdentifier, QIcon(QStringLiteral(":/icons/de.Corvina-Backup-Manager.svg"))));
+        corvina::desktopIdentifier,
+        QIcon(QStringLiteral(":/icons/de.corvina_backup_manager.CorvinaBackupManager.svg"))));
     corvina::registerBundledFonts();
     QQuickStyle::setStyle(QStringLiteral("Fusion"));
+
+    // A second start brings the running window to the front and ends.
+    corvina::SingleInstance instance;
+    if (instance.claim() == corvina::SingleInstance::Role::activatedOther) {
+        return 0;
+    }
 
     corvina::AppDelegate appDelegate(nullptr);
     corvina::AppDelegate::setInstance(&appDelegate);
@@ -58,6 +66,7 @@ int main(int argc, char* argv[]) {
     if (!appDelegate.applicationDidFinishLaunching(engine)) {
         return 1;
     }
+    instance.setWindow(appDelegate.mainWindow() ? appDelegate.mainWindow()->window() : nullptr);
     // Start-up check of an installation: every library and QML module needed
     // to draw the window was found once the first frame is on screen.
     if (QCoreApplication::arguments().contains(QStringLiteral("--quit-after-first-frame"))) {

@@ -41,6 +41,7 @@ QString symbolResourcePath(const QString& name) {
          QStringLiteral("arrow-repeat")},
         {QStringLiteral("AppStore"), QStringLiteral("bag-fill")},
         {QStringLiteral("network"), QStringLiteral("globe")},
+        {QStringLiteral("clock"), QStringLiteral("clock")},
     };
     const auto it = files.constFind(name);
     if (it == files.constEnd()) {

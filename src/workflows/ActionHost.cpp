@@ -1,6 +1,7 @@
 #include "workflows/ActionHost.h"
 
 #include "engine/ApplicationIdentity.h"
+#include "engine/DataFolderLock.h"
 #include "engine/DiagnosticLog.h"
 #include "engine/OperationProgress.h"
 #include "workflows/RemainingTime.h"
@@ -105,14 +106,26 @@ QString ActionHost::closeAlertMessage() const {
     return QStringLiteral("Möchtest du, dass das Programm die Corvina schließt, ") + clause;
 }
 
+QString ActionHost::busyAlertTitle() {
+    return QStringLiteral("Aktion läuft bereits");
+}
+
+QString ActionHost::busyAlertMessage() {
+    return dataFolderBusyText();
+}
+
 void ActionHost::flipPerformAction() {
     setPerformAction(!m_performAction);
 }
 
 void ActionHost::startAction(Action action) {
+    if (m_isActionPending) {
+        return;
+    }
+    setIsActionPending(true);
     m_pendingAction = action;
     if (action == Action::create) {
-        flipPerformAction();
+        beginAction();
         return;
     }
     findCompanionApplication(companionBundleIdentifier);
@@ -126,7 +139,7 @@ void ActionHost::findCompanionApplication(const QString& identifier) {
         setRunningApplication(std::move(application));
         return;
     }
-    flipPerformAction();
+    beginAction();
     diagnosticLog(QStringLiteral("Приложение с идентификатором ") + identifier +
                   QStringLiteral(" не найдено среди запущенных."));
 }
@@ -137,11 +150,70 @@ void ActionHost::closeCompanionApplication() {
     }
     forceTerminate(*m_runningApplication);
     setRunningApplication(std::nullopt);
-    QTimer::singleShot(companionCloseDelayMs, this, [this] { flipPerformAction(); });
+    QTimer::singleShot(companionCloseDelayMs, this, [this] { beginAction(); });
 }
 
 void ActionHost::dismissCloseAlert() {
+    if (m_runningApplication) {
+        endAction();
+    }
     setRunningApplication(std::nullopt);
+}
+
+void ActionHost::dismissBusyAlert() {
+    setIsDataBusy(false);
+}
+
+void ActionHost::beginAction() {
+    // Create, restore and delete all act on the companion's data folder (a
+    // restore on its container's "Data"): one lock for the three.
+    m_lock = DataFolderLock::tryAcquire(companionDataDirectory());
+    if (!m_lock) {
+        diagnosticLog(QStringLiteral("Другое действие с данными уже выполняется."));
+        setIsDataBusy(true);
+        endAction();
+        return;
+    }
+    ++m_actionNumber;
+    m_awaitingRun = true;
+    flipPerformAction();
+    // No screen took the flip (its sheet was closed meanwhile): nothing runs.
+    if (m_awaitingRun) {
+        endAction();
+    }
+}
+
+void ActionHost::holdUntilFinished(const QFuture<EncryptionResult>& run) {
+    m_awaitingRun = false;
+    // Only the end of the action this run belongs to releases the lock.
+    QFuture<EncryptionResult>(run).then(this,
+                                        [this, number = m_actionNumber](const EncryptionResult&) {
+                                            if (number == m_actionNumber) {
+                                                endAction();
+                                            }
+                                        });
+}
+
+void ActionHost::endAction() {
+    m_awaitingRun = false;
+    m_lock.reset();
+    setIsActionPending(false);
+}
+
+void ActionHost::setIsActionPending(bool value) {
+    if (m_isActionPending == value) {
+        return;
+    }
+    m_isActionPending = value;
+    Q_EMIT isActionPendingChanged();
+}
+
+void ActionHost::setIsDataBusy(bool value) {
+    if (m_isDataBusy == value) {
+        return;
+    }
+    m_isDataBusy = value;
+    Q_EMIT isDataBusyChanged();
 }
 
 void ActionHost::closeView() {

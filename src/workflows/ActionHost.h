@@ -1,8 +1,11 @@
 #pragma once
 
+#include "engine/DataFolderLock.h"
+#include "engine/FinderCommentError.h"
 #include "workflows/CompanionApplication.h"
 
 #include <QElapsedTimer>
+#include <QFuture>
 #include <QObject>
 #include <QPointer>
 #include <QString>
@@ -48,6 +51,14 @@ class ActionHost : public QObject {
     Q_PROPERTY(QString closeAlertTitle READ closeAlertTitle CONSTANT)
     /// The close alert's text for the action that waits for it.
     Q_PROPERTY(QString closeAlertMessage READ closeAlertMessage NOTIFY runningApplicationChanged)
+    /// From the action button's press until its action has ended (or was
+    /// called off): the button is inert, so one press runs one action.
+    Q_PROPERTY(bool isActionPending READ isActionPending NOTIFY isActionPendingChanged)
+    /// Another action on the data (of this window, the tool or the timer)
+    /// held the data folder's lock: the busy alert shows, nothing ran.
+    Q_PROPERTY(bool isDataBusy READ isDataBusy NOTIFY isDataBusyChanged)
+    Q_PROPERTY(QString busyAlertTitle READ busyAlertTitle CONSTANT)
+    Q_PROPERTY(QString busyAlertMessage READ busyAlertMessage CONSTANT)
 
 public:
     /// `delete_` stands for the action "delete" (a C++ keyword).
@@ -83,12 +94,21 @@ public:
     }
     [[nodiscard]] static QString closeAlertTitle();
     [[nodiscard]] QString closeAlertMessage() const;
+    [[nodiscard]] bool isActionPending() const { return m_isActionPending; }
+    [[nodiscard]] bool isDataBusy() const { return m_isDataBusy; }
+    [[nodiscard]] static QString busyAlertTitle();
+    [[nodiscard]] static QString busyAlertMessage();
+
+    /// The screen's work for the flip it was told of: the data folder's lock
+    /// is held, and the button stays inert, until `run` has finished.
+    void holdUntilFinished(const QFuture<EncryptionResult>& run);
 
     /// Tells the open screen to run once.
     Q_INVOKABLE void flipPerformAction();
 
     /// The sheet's action button. A backup starts at once; a restore or a
-    /// deletion first looks for the running companion application.
+    /// deletion first looks for the running companion application. While an
+    /// earlier press's action is pending or running, a press does nothing.
     Q_INVOKABLE void startAction(corvina::ActionHost::Action action);
 
     /// Looks for the running application with this identifier. When found it
@@ -104,6 +124,9 @@ public:
     /// The close alert's "Abbrechen", or any other dismissal: nothing starts.
     Q_INVOKABLE void dismissCloseAlert();
 
+    /// The busy alert's "OK", or any other dismissal.
+    Q_INVOKABLE void dismissBusyAlert();
+
     /// Leaves the screen: the button's flag is reset and `closeViewRequested`
     /// tells the host to close the sheet. Trigger and result line stay.
     Q_INVOKABLE void closeView();
@@ -116,10 +139,18 @@ Q_SIGNALS:
     void alertMessageChanged();
     void isSaveButtonDisabledChanged();
     void runningApplicationChanged();
+    void isActionPendingChanged();
+    void isDataBusyChanged();
     void closeViewRequested();
 
 private:
     void sampleProgress();
+    /// Takes the data folder's lock and tells the open screen to run; with
+    /// the lock held elsewhere, shows the busy alert instead.
+    void beginAction();
+    void endAction();
+    void setIsActionPending(bool value);
+    void setIsDataBusy(bool value);
     void setRunningApplication(std::optional<RunningApplication> application);
 
     bool m_performAction = false;
@@ -134,6 +165,12 @@ private:
     bool m_isSaveButtonDisabled = false;
     std::optional<RunningApplication> m_runningApplication;
     Action m_pendingAction = Action::create;
+    bool m_isActionPending = false;
+    bool m_isDataBusy = false;
+    bool m_awaitingRun = false;
+    /// Counts the actions begun, so that a run ends only its own action.
+    quint64 m_actionNumber = 0;
+    std::optional<DataFolderLock> m_lock;
 };
 
 /// Moves a sheet's view model from the host in `current` to `next`: its

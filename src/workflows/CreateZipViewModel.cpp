@@ -166,6 +166,7 @@ QFuture<EncryptionResult> CreateZipViewModel::runAction() {
     auto progress = std::make_shared<OperationProgress>();
     QFuture<EncryptionResult> run = createArchive(password.value, progress);
     if (m_host) {
+        m_host->holdUntilFinished(run);
         m_host->followProgress(std::move(progress));
     }
     whenFinished(this, run, [this](const EncryptionResult& result) {

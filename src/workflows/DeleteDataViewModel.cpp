@@ -61,6 +61,9 @@ QFuture<EncryptionResult> DeleteDataViewModel::runDeletion() {
     }
     const QString location = companionDataDirectory();
     QFuture<EncryptionResult> run = deleteCompanionData(location);
+    if (m_host) {
+        m_host->holdUntilFinished(run);
+    }
     whenFinished(this, run, [host = m_host, location](const EncryptionResult& result) {
         if (!host) {
             return;

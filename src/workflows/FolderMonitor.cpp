@@ -6,8 +6,12 @@
 
 #include <sys/eventfd.h>
 #include <sys/inotify.h>
+#include <sys/vfs.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstring>
+#include <dirent.h>
 #include <poll.h>
 #include <unistd.h>
 
@@ -20,6 +24,46 @@ namespace {
 // metadata changing is no change of the folder's list.
 constexpr uint32_t watchedEvents =
     IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | IN_DELETE_SELF | IN_MOVE_SELF;
+
+/// How often a folder that inotify can't fully see is listed anew.
+constexpr int listingIntervalMilliseconds = 3000;
+
+/// Whether other machines can change the folder without this kernel knowing:
+/// network file systems and FUSE (sshfs, for one), where inotify reports
+/// only what this machine does.
+bool isSharedFileSystem(const QByteArray& path) {
+    struct statfs info {};
+    if (::statfs(path.constData(), &info) != 0) {
+        return false;
+    }
+    switch (static_cast<uint32_t>(info.f_type)) {
+    case 0x6969:     // NFS
+    case 0xFE534D42: // SMB2
+    case 0xFF534D42: // CIFS
+    case 0x65735546: // FUSE
+    case 0x517B:     // SMB
+        return true;
+    default:
+        return false;
+    }
+}
+
+/// The folder's entry names, sorted; empty when it can't be read.
+std::vector<std::string> entryNames(const QByteArray& path) {
+    std::vector<std::string> names;
+    DIR* dir = ::opendir(path.constData());
+    if (dir == nullptr) {
+        return names;
+    }
+    while (const dirent* entry = ::readdir(dir)) {
+        if (std::strcmp(entry->d_name, ".") != 0 && std::strcmp(entry->d_name, "..") != 0) {
+            names.emplace_back(entry->d_name);
+        }
+    }
+    ::closedir(dir);
+    std::sort(names.begin(), names.end());
+    return names;
+}
 
 } // namespace
 
@@ -70,6 +114,11 @@ void FolderMonitor::startMonitoring() {
     }
     m_monitoredFolderFileDescriptor = inotifyFd;
     m_stopFileDescriptor = stopFd;
+    m_listsFolder = isSharedFileSystem(nativePath);
+    if (m_listsFolder) {
+        // Listed before the call returns: a change right after counts.
+        m_listed = entryNames(nativePath);
+    }
     m_worker = std::thread([this] { run(); });
 }
 
@@ -88,12 +137,23 @@ void FolderMonitor::run() {
     alignas(inotify_event) char buffer[16 * 1024];
     pollfd fds[2] = {{m_monitoredFolderFileDescriptor, POLLIN, 0},
                      {m_stopFileDescriptor, POLLIN, 0}};
+    const QByteArray nativePath = QFile::encodeName(m_path);
     for (;;) {
-        if (::poll(fds, 2, -1) < 0) {
+        const int ready = ::poll(fds, 2, m_listsFolder ? listingIntervalMilliseconds : -1);
+        if (ready < 0) {
             if (errno == EINTR) {
                 continue;
             }
             return;
+        }
+        if (ready == 0) {
+            // What another machine changed shows only in a new listing.
+            std::vector<std::string> names = entryNames(nativePath);
+            if (names != m_listed) {
+                m_listed = std::move(names);
+                notify();
+            }
+            continue;
         }
         if (fds[1].revents != 0) {
             return;

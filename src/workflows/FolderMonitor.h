@@ -4,14 +4,18 @@
 
 #include <functional>
 #include <mutex>
+#include <string>
 #include <thread>
+#include <vector>
 
 namespace corvina {
 
 /// Watches the entries of one directory (not its subfolders) and calls
 /// `folderDidChange` on its own worker thread once per change: an entry
 /// created, deleted or renamed, or the directory itself deleted or renamed.
-/// A change of a file's content does not count.
+/// A change of a file's content does not count. On a network or FUSE file
+/// system, where inotify sees only what this machine does, the folder is
+/// also listed every few seconds and a different list counts as a change.
 ///
 /// There is no stop operation: the owner stops watching by destroying the
 /// monitor, which joins the worker and closes the descriptors, so no callback
@@ -45,6 +49,10 @@ private:
     QString m_path;
     int m_monitoredFolderFileDescriptor = -1;
     int m_stopFileDescriptor = -1;
+    /// Set for a folder on a network or FUSE file system.
+    bool m_listsFolder = false;
+    /// The folder's entries as last listed, for a folder that is listed.
+    std::vector<std::string> m_listed;
     std::thread m_worker;
     std::mutex m_callbackMutex;
     std::function<void()> m_folderDidChange;

@@ -196,6 +196,7 @@ QFuture<EncryptionResult> RestoreZipViewModel::runAction() {
     auto progress = std::make_shared<OperationProgress>();
     QFuture<EncryptionResult> run = restoreArchive(password.value, progress);
     if (m_host) {
+        m_host->holdUntilFinished(run);
         m_host->followProgress(std::move(progress));
     }
     whenFinished(this, run, [this](const EncryptionResult& result) {

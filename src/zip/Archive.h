@@ -159,17 +159,21 @@ private:
 /// source's name and the source folder itself is the last entry. The result
 /// has the same bytes as appending every item one by one with appendItem,
 /// but is written in one sequential pass with the central directory held in
-/// memory.
-void packItem(const std::filesystem::path& source, const std::filesystem::path& destination,
-              bool keepParentFolder, CompressionMethod compressionMethod,
-              Progress* progress = nullptr);
+/// memory. A file that changes while it is read never fails the pack: it is
+/// stored as read, and returned among the files that changed while read.
+std::vector<std::filesystem::path>
+packItem(const std::filesystem::path& source, const std::filesystem::path& destination,
+         bool keepParentFolder, CompressionMethod compressionMethod, Progress* progress = nullptr);
 
-/// Packs as above, the same bytes in the same order, into `sink`;
-/// `archiveName` names the archive in errors. Stored entries never ask the
-/// sink to rewrite.
-void packItem(const std::filesystem::path& source, const std::filesystem::path& archiveName,
-              ArchiveSink& sink, bool keepParentFolder, CompressionMethod compressionMethod,
-              Progress* progress = nullptr);
+/// Packs as above into `sink`; `archiveName` names the archive in errors.
+/// Stored entries never ask the sink to rewrite: a stored file larger than
+/// the write buffer carries its checksum and sizes in a data descriptor, so
+/// only those entries differ from the bytes above.
+std::vector<std::filesystem::path> packItem(const std::filesystem::path& source,
+                                            const std::filesystem::path& archiveName,
+                                            ArchiveSink& sink, bool keepParentFolder,
+                                            CompressionMethod compressionMethod,
+                                            Progress* progress = nullptr);
 
 /// The subpaths of a folder in the order packItem adds them: every folder
 /// ahead of its contents, unsorted. Throws on a listing failure.

@@ -1,8 +1,10 @@
 #include "zip/ArchiveWriter.h"
 
+#include "zip/ByteIO.h"
 #include "zip/CompressionStream.h"
 #include "zip/Error.h"
 #include "zip/ItemInfo.h"
+#include "zip/SettledRead.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -18,8 +20,9 @@ namespace {
 constexpr std::size_t bufferCapacity = 4 << 20;
 /// Data reads go straight into the buffer; below this much room it is flushed first.
 constexpr std::size_t minimumReadRoom = 256 << 10;
-/// Read size of the checksum pass over a file too large for the buffer.
-constexpr std::size_t checksumChunk = 1 << 20;
+/// Reads of a file that fits the buffer and changes while it is read.
+constexpr int settleAttempts = 5;
+constexpr uint32_t max32 = 0xFFFFFFFF;
 
 struct FdCloser {
     int fd;
@@ -41,6 +44,51 @@ uint64_t storedReadLimit(uint64_t declared, int64_t chunk) {
     return declared == 0 ? 0 : ((declared - 1) / size + 1) * size;
 }
 
+/// The local header of a stored file of `size` bytes; with `zip64` its
+/// sizes are in the ZIP64 item whatever they are, so that the header keeps
+/// its length from placeholder to final form.
+LocalFileHeader storedHeader(std::string_view path, uint16_t modTime, uint16_t modDate,
+                             uint32_t crc, uint64_t size, bool zip64) {
+    LocalFileHeader header =
+        LocalFileHeader::make(path, CompressionMethod::none, modTime, modDate, crc, size, size);
+    if (zip64 && header.extraFields.empty()) {
+        ZIP64ExtendedInformation info;
+        info.dataSize = 16;
+        info.uncompressedSize = size;
+        info.compressedSize = size;
+        header.versionNeededToExtract = 45;
+        header.compressedSize = max32;
+        header.uncompressedSize = max32;
+        header.extraFields.push_back(info);
+        // encode() leaves out zero fields: the item is written out here.
+        std::vector<uint8_t> item;
+        ByteWriter writer(item);
+        writer.put16(ZIP64ExtendedInformation::zip64HeaderID);
+        writer.put16(16);
+        writer.put64(size);
+        writer.put64(size);
+        header.extraFieldData = std::move(item);
+        header.extraFieldLength = 20;
+    }
+    return header;
+}
+
+/// The data descriptor after a stored entry's data, with its signature.
+std::vector<uint8_t> dataDescriptor(uint32_t crc, uint64_t size, bool zip64) {
+    std::vector<uint8_t> bytes;
+    ByteWriter writer(bytes);
+    writer.put32(DataDescriptor::signature);
+    writer.put32(crc);
+    if (zip64) {
+        writer.put64(size);
+        writer.put64(size);
+    } else {
+        writer.put32(static_cast<uint32_t>(size));
+        writer.put32(static_cast<uint32_t>(size));
+    }
+    return bytes;
+}
+
 void throwIfCancelled(const Progress* progress) {
     if (progress != nullptr && progress->isCancelled()) {
         throw Error(ArchiveError::cancelledOperation);
@@ -48,6 +96,15 @@ void throwIfCancelled(const Progress* progress) {
 }
 
 } // namespace
+
+uint64_t sinkDescriptorBytes(uint64_t size, std::size_t pathBytes) {
+    const uint64_t limit = storedReadLimit(size, defaultChunkSize);
+    const bool zip64 = limit >= max32;
+    if (LocalFileHeader::fixedSize + pathBytes + (zip64 ? 20 : 0) + limit <= bufferCapacity) {
+        return 0;
+    }
+    return zip64 ? ZIP64DataDescriptor::fixedSize : DataDescriptor::fixedSize;
+}
 
 ArchiveWriter::ArchiveWriter(const std::filesystem::path& destination)
     : m_url(destination)
@@ -160,29 +217,94 @@ std::pair<uint64_t, uint32_t> ArchiveWriter::appendStored(int fd,
     return {written, crc};
 }
 
-std::pair<uint64_t, uint32_t> ArchiveWriter::checksumStored(int fd,
-                                                            const std::filesystem::path& location,
-                                                            uint64_t limit, Progress* progress) {
-    if (m_scratch.empty()) {
-        m_scratch.resize(checksumChunk);
-    }
-    uint64_t read = 0;
-    uint32_t crc = 0;
-    while (read < limit) {
-        throwIfCancelled(progress);
-        const auto wanted =
-            static_cast<std::size_t>(std::min<uint64_t>(m_scratch.size(), limit - read));
-        const std::size_t got = readFully(fd, m_scratch.data(), wanted, location);
-        crc = continueCrc32(crc, {m_scratch.data(), got});
-        read += got;
-        if (got < wanted) {
-            break;
+LocalFileHeader ArchiveWriter::appendStoredFile(int fd, std::string_view path,
+                                                const std::filesystem::path& location,
+                                                uint64_t limit, uint16_t modTime, uint16_t modDate,
+                                                Progress* progress) {
+    const uint64_t headerOffset = offset();
+    const bool zip64 = limit >= max32 || headerOffset >= max32;
+    const std::vector<uint8_t> placeholder =
+        storedHeader(path, modTime, modDate, 0, 0, zip64).encode();
+    bool changed = false;
+    // One read into the archive; it holds one version of the file when the
+    // file's state stayed the same and, for a file in use, where a write
+    // begun earlier leaves the times alone, a second read agrees.
+    const auto readOnce = [&] {
+        const FileState before = fileState(fd, location);
+        const auto result = appendStored(fd, location, limit, progress);
+        const bool same =
+            fileState(fd, location) == before &&
+            (!isInUse(before) || checksumOf(fd, location, limit, m_scratch) == result.second);
+        changed = changed || !same;
+        return std::pair{result, same};
+    };
+
+    if (placeholder.size() + limit <= bufferCapacity) {
+        // The whole entry stays in the buffer until its header is final, so
+        // a read that saw the file change is simply made again.
+        makeRoom(placeholder.size() + limit);
+        append(placeholder);
+        const std::size_t dataStart = m_buffer.size();
+        auto [result, settled] = readOnce();
+        for (int attempt = 1; !settled && attempt < settleAttempts; ++attempt) {
+            pauseBeforeAttempt(attempt);
+            m_buffer.resize(dataStart);
+            if (::lseek(fd, 0, SEEK_SET) < 0) {
+                throw Error(DataError::unreadableFile, location, errno);
+            }
+            std::tie(result, settled) = readOnce();
         }
+        if (changed) {
+            m_changedWhileRead.push_back(location);
+        }
+        const auto [written, crc] = result;
+        LocalFileHeader header = storedHeader(path, modTime, modDate, crc, written, zip64);
+        patchAt(headerOffset, header.encode());
+        return header;
     }
-    if (::lseek(fd, 0, SEEK_SET) < 0) {
-        throw Error(DataError::unreadableFile, location, errno);
+
+    // A larger file is read once, straight through the buffer. Its checksum
+    // and size are known only after the data has gone on, so they follow it
+    // in a data descriptor (general purpose bit 3) and the local header
+    // carries zeros; the central record has them as well. Whatever happens
+    // to the file, the entry's bytes, checksum and sizes agree: the backup
+    // never fails on it. The other way, reading the file twice (checksum
+    // first, data second) until both passes agree, can't promise that for a
+    // file that never holds still, and reads everything twice. A file in use
+    // (written in the last seconds) is first copied into an unnamed file
+    // until a copy holds one version, and packed from there; a file at rest
+    // that changes anyway is stored as the one pass that read it. A sink
+    // that can rewrite (a plain file) gets the final header patched in
+    // instead, which keeps those archives free of descriptors.
+    const bool patchable = m_ownSink != nullptr;
+    LocalFileHeader header = storedHeader(path, modTime, modDate, 0, 0, zip64);
+    if (!patchable) {
+        header.generalPurposeBitFlag |= 0x0008;
     }
-    return {read, crc};
+    std::optional<SettledCopy> copy;
+    if (isInUse(fileState(fd, location))) {
+        copy.emplace(fd, location, limit);
+    }
+    append(header.encode());
+    std::pair<uint64_t, uint32_t> result;
+    if (copy && copy->isValid()) {
+        result = appendStored(copy->fd(), location, limit, progress);
+        changed = copy->sawChange();
+    } else {
+        result = readOnce().first;
+    }
+    const auto [written, crc] = result;
+    if (changed) {
+        m_changedWhileRead.push_back(location);
+    }
+    LocalFileHeader final = storedHeader(path, modTime, modDate, crc, written, zip64);
+    if (patchable) {
+        patchAt(headerOffset, final.encode());
+    } else {
+        final.generalPurposeBitFlag |= 0x0008;
+        append(dataDescriptor(crc, written, zip64));
+    }
+    return final;
 }
 
 void ArchiveWriter::appendItem(const std::string& entryPath,
@@ -235,58 +357,47 @@ void ArchiveWriter::appendItemAt(const std::string& entryPath, int dirfd, const 
         const auto headerWith = [&](uint32_t crc, uint64_t written) {
             return LocalFileHeader::make(path, method, modTime, modDate, crc, written, declared);
         };
-        const std::vector<uint8_t> placeholder = headerWith(0, 0).encode();
         uint64_t written = 0;
         uint32_t crc = 0;
-        bool headerFinal = false;
+        std::optional<LocalFileHeader> local;
         switch (info.type) {
-        case EntryType::directory:
-            makeRoom(placeholder.size());
-            append(placeholder);
+        case EntryType::directory: {
+            const std::vector<uint8_t> header = headerWith(0, 0).encode();
+            makeRoom(header.size());
+            append(header);
             if (progress != nullptr) {
                 progress->setCompletedUnitCount(progress->totalUnitCount());
             }
             break;
+        }
         case EntryType::symlink: {
             const auto target = readLinkTarget(dirfd, name, fileLocation);
-            makeRoom(placeholder.size() + target.size());
-            append(placeholder);
-            append(target);
             written = target.size();
             crc = continueCrc32(0, target);
+            const std::vector<uint8_t> header = headerWith(crc, written).encode();
+            makeRoom(header.size() + target.size());
+            append(header);
+            append(target);
             break;
         }
         case EntryType::file:
             if (method == CompressionMethod::deflate) {
-                append(placeholder);
+                append(headerWith(0, 0).encode());
                 std::tie(written, crc) =
                     appendDeflated(fd, fileLocation, info.size, bufferSize, progress);
+                patchAt(headerOffset, headerWith(crc, written).encode());
                 break;
             }
-            const uint64_t limit = storedReadLimit(declared, bufferSize);
-            if (placeholder.size() + limit <= bufferCapacity) {
-                makeRoom(placeholder.size() + limit);
-                append(placeholder);
-                std::tie(written, crc) = appendStored(fd, fileLocation, limit, progress);
-                break;
-            }
-            std::tie(written, crc) = checksumStored(fd, fileLocation, limit, progress);
-            append(headerWith(crc, written).encode());
-            headerFinal = true;
-            if (appendStored(fd, fileLocation, written, progress) !=
-                std::pair<uint64_t, uint32_t>{written, crc}) {
-                // The file changed between the two reads: its header would lie.
-                throw Error(ArchiveError::invalidCRC32, fileLocation);
-            }
+            local = appendStoredFile(fd, path, fileLocation, storedReadLimit(declared, bufferSize),
+                                     modTime, modDate, progress);
             break;
         }
-        const uint64_t dataEnd = offset();
-        const auto local = headerWith(crc, written);
-        if (!headerFinal) {
-            patchAt(headerOffset, local.encode());
+        if (!local) {
+            local = headerWith(crc, written);
         }
+        const uint64_t dataEnd = offset();
         const auto central = CentralDirectoryStructure::make(
-            local, externalFileAttributes(info.type, info.permissions), headerOffset);
+            *local, externalFileAttributes(info.type, info.permissions), headerOffset);
         EndRecords next = m_endRecords.afterAppend(
             central.recordSize(), dataEnd, dataEnd + m_directory.size() + central.recordSize());
         central.encodeInto(m_directory);

@@ -17,11 +17,17 @@ namespace corvina::zip {
 /// series of Archive::appendItem calls on a freshly created archive,
 /// including the rollback a cancelled add leaves behind.
 ///
-/// A stored entry leaves the buffer only with its final local header: one
-/// that fits is read into the buffer and its header completed there; a
-/// larger file is read twice, first for its checksum and size, then for its
-/// data, which must give the same checksum. So a sink never has to rewrite
-/// stored archives; deflated entries are patched in place.
+/// Every file is read once into the archive. A stored entry that fits the
+/// buffer leaves it only with its final local header, and is read again
+/// while the file changes under the read; a larger one written to a sink
+/// carries its checksum and sizes in a data descriptor after the data. So a
+/// sink never has to rewrite stored archives; deflated entries, and large
+/// stored ones in an archive file of the writer's own, are patched in place.
+/// The bytes a stored file of `size` bytes, whose entry path has
+/// `pathBytes`, gets after its data when packed through a sink: a data
+/// descriptor when the entry doesn't fit the write buffer, else none.
+uint64_t sinkDescriptorBytes(uint64_t size, std::size_t pathBytes);
+
 class ArchiveWriter {
 public:
     /// Creates `destination` exclusively, mode 0600.
@@ -47,6 +53,11 @@ public:
     /// Writes the central directory and the end records.
     void finish();
 
+    /// The files that changed while they were read, in the order added.
+    [[nodiscard]] const std::vector<std::filesystem::path>& changedWhileRead() const {
+        return m_changedWhileRead;
+    }
+
 private:
     void append(std::span<const uint8_t> bytes);
     void flush();
@@ -59,15 +70,19 @@ private:
                                                  Progress* progress);
     std::pair<uint64_t, uint32_t> appendStored(int fd, const std::filesystem::path& location,
                                                uint64_t limit, Progress* progress);
-    std::pair<uint64_t, uint32_t> checksumStored(int fd, const std::filesystem::path& location,
-                                                 uint64_t limit, Progress* progress);
+    /// Adds a stored file's header and data (the header's zeros are
+    /// placeholders) and returns its final header.
+    LocalFileHeader appendStoredFile(int fd, std::string_view path,
+                                     const std::filesystem::path& location, uint64_t limit,
+                                     uint16_t modTime, uint16_t modDate, Progress* progress);
 
     std::filesystem::path m_url;
     std::unique_ptr<FileSink> m_ownSink;
     ArchiveSink& m_sink;
     bool m_failed = false;
     ByteBuffer m_buffer;
-    /// Read buffer of the checksum pass, made on first use.
+    std::vector<std::filesystem::path> m_changedWhileRead;
+    /// Read buffer of the second read of a file in use, made on first use.
     std::vector<uint8_t> m_scratch;
     uint64_t m_flushed = 0;
     std::vector<uint8_t> m_directory;

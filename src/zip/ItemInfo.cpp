@@ -2,8 +2,10 @@
 
 #include "zip/Error.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
+#include <string_view>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -120,7 +122,27 @@ bool isContainedLinkTarget(const std::filesystem::path& root, const std::string&
         collapsed.push_back(c);
     }
     const std::string normal = std::filesystem::path(collapsed).lexically_normal().string();
-    return normal.compare(0, rootText.size(), rootText) == 0;
+    if (normal.compare(0, rootText.size(), rootText) != 0) {
+        return false;
+    }
+    // The kernel takes ".." after a link from where the link leads, not from
+    // the folder the text names: "s/.." with s a link to "." is the root's
+    // parent. Any part may be such a link, now or once a later entry makes
+    // it, so ".." may only come first, where it climbs real folders.
+    bool descended = false;
+    for (std::size_t begin = 0; begin <= target.size();) {
+        const std::size_t end = std::min(target.find('/', begin), target.size());
+        const std::string_view part = std::string_view(target).substr(begin, end - begin);
+        if (part == "..") {
+            if (descended) {
+                return false;
+            }
+        } else if (!part.empty() && part != ".") {
+            descended = true;
+        }
+        begin = end + 1;
+    }
+    return true;
 }
 
 std::size_t readFully(int fd, uint8_t* into, std::size_t count,

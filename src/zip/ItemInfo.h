@@ -35,7 +35,8 @@ std::vector<uint8_t> readLinkTarget(int dirfd, const char* name,
 void validateEntryPath(std::string_view path);
 
 /// True when a link target, taken as it stands if absolute and otherwise
-/// against `root`, lies beneath `root` after "//" and dot parts are folded.
+/// against `root`, lies beneath `root` after "//" and dot parts are folded,
+/// and has no ".." after another part (which a link could turn outwards).
 bool isContainedLinkTarget(const std::filesystem::path& root, const std::string& target);
 
 /// Reads up to `count` bytes from `fd` like fread: until `count` or end of

@@ -111,8 +111,9 @@ std::vector<std::string> directorySubpaths(const std::filesystem::path& folder) 
 
 namespace {
 
-void packInto(ArchiveWriter& writer, const std::filesystem::path& source, bool keepParentFolder,
-              CompressionMethod compressionMethod, Progress* progress) {
+std::vector<std::filesystem::path>
+packInto(ArchiveWriter& writer, const std::filesystem::path& source, bool keepParentFolder,
+         CompressionMethod compressionMethod, Progress* progress) {
     struct stat st {};
     if (lstat(source.c_str(), &st) != 0) {
         throw Error(FileError::fileReadNoSuchFile, source, errno);
@@ -125,7 +126,7 @@ void packInto(ArchiveWriter& writer, const std::filesystem::path& source, bool k
     if (!S_ISDIR(st.st_mode)) {
         writer.appendItem(name, source, compressionMethod, defaultChunkSize, progress);
         writer.finish();
-        return;
+        return writer.changedWhileRead();
     }
     std::vector<std::string> subpaths = directorySubpaths(source);
     if (keepParentFolder) {
@@ -158,6 +159,7 @@ void packInto(ArchiveWriter& writer, const std::filesystem::path& source, bool k
                             defaultChunkSize, child.get());
     }
     writer.finish();
+    return writer.changedWhileRead();
 }
 
 void checkSourceExists(const std::filesystem::path& source) {
@@ -169,23 +171,26 @@ void checkSourceExists(const std::filesystem::path& source) {
 
 } // namespace
 
-void packItem(const std::filesystem::path& source, const std::filesystem::path& destination,
-              bool keepParentFolder, CompressionMethod compressionMethod, Progress* progress) {
+std::vector<std::filesystem::path>
+packItem(const std::filesystem::path& source, const std::filesystem::path& destination,
+         bool keepParentFolder, CompressionMethod compressionMethod, Progress* progress) {
     checkSourceExists(source);
     struct stat st {};
     if (lstat(destination.c_str(), &st) == 0) {
         throw Error(FileError::fileWriteFileExists, destination, EEXIST);
     }
     ArchiveWriter writer(destination);
-    packInto(writer, source, keepParentFolder, compressionMethod, progress);
+    return packInto(writer, source, keepParentFolder, compressionMethod, progress);
 }
 
-void packItem(const std::filesystem::path& source, const std::filesystem::path& archiveName,
-              ArchiveSink& sink, bool keepParentFolder, CompressionMethod compressionMethod,
-              Progress* progress) {
+std::vector<std::filesystem::path> packItem(const std::filesystem::path& source,
+                                            const std::filesystem::path& archiveName,
+                                            ArchiveSink& sink, bool keepParentFolder,
+                                            CompressionMethod compressionMethod,
+                                            Progress* progress) {
     checkSourceExists(source);
     ArchiveWriter writer(archiveName, sink);
-    packInto(writer, source, keepParentFolder, compressionMethod, progress);
+    return packInto(writer, source, keepParentFolder, compressionMethod, progress);
 }
 
 } // namespace corvina::zip

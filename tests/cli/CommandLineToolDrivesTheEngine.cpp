@@ -2,10 +2,13 @@
 // codes for success, engine failures and bad use.
 #include "../engine/TestTrees.h"
 #include "../session/SecretTool.h"
+#include "engine/DataFolderLock.h"
 
 #include <QSettings>
 #include <QTemporaryDir>
 #include <QTest>
+
+#include <optional>
 
 using namespace corvina::testing;
 
@@ -96,6 +99,76 @@ private Q_SLOTS:
                  0);
         QCOMPARE(withoutTimes(snapshot(home.filePath(QStringLiteral("c/Data")))),
                  withoutTimes(snapshot(home.filePath(QStringLiteral("Data")))));
+    }
+
+    // Files the companion writes while they are backed up: a 64 MiB file
+    // rewritten in place over and over, and a SQLite database that sqlite3
+    // writes to in a loop. The backup succeeds, every reader accepts it, and
+    // each file comes back as one version that was written whole.
+    void filesInUseComeBackAsOneVersion() {
+        QTemporaryDir home;
+        const QString big = home.filePath(QStringLiteral("Data/gross.bin"));
+        const QString db = home.filePath(QStringLiteral("Data/akten.sqlite"));
+        writeFile(big, QByteArray(64 << 20, '\1'));
+        writeFile(home.filePath(QStringLiteral("pw")), "pw");
+        QVERIFY(runProgram(QStringLiteral("sqlite3"),
+                           {db, "CREATE TABLE t(id INTEGER PRIMARY KEY, b BLOB);"}));
+        QProcess rewriter;
+        rewriter.start(python(), {"-c",
+                                  "import os, sys, time\n"
+                                  "fd = os.open(sys.argv[1], os.O_WRONLY)\n"
+                                  "k = 1\n"
+                                  "while True:\n"
+                                  "    k = k % 250 + 1\n"
+                                  "    os.pwrite(fd, bytes([k]) * (64 << 20), 0)\n"
+                                  "    time.sleep(0.4)\n",
+                                  big});
+        QProcess sqlite;
+        sqlite.start(QStringLiteral("sqlite3"), {db});
+        QByteArray script = "PRAGMA journal_mode=MEMORY;\n";
+        // A transaction every few milliseconds, as a program in use writes.
+        for (int i = 0; i < 5000; ++i) {
+            script += "INSERT INTO t(b) VALUES (randomblob(1000));\n.shell sleep 0.01\n";
+        }
+        sqlite.write(script);
+        QVERIFY(rewriter.waitForStarted() && sqlite.waitForStarted());
+        QTest::qWait(500);
+
+        const Run created =
+            runTool({"create", "--source", "@/Data", "--dest", "@/out", "--password-file", "@/pw"},
+                    home.path());
+        rewriter.kill();
+        sqlite.kill();
+        rewriter.waitForFinished();
+        sqlite.waitForFinished();
+        QCOMPARE(created.exitCode, 0);
+        const QString backup = created.lastLine();
+        QCOMPARE(runTool({"verify", "--backup", backup, "--password-file", "@/pw"}, home.path())
+                     .exitCode,
+                 0);
+        const QString zip = home.filePath(QStringLiteral("plain.zip"));
+        QVERIFY(openssl(true, backup, zip, QStringLiteral("pw")));
+        for (const QStringList& check :
+             {QStringList{"unzip", "-tq", zip}, QStringList{"bsdtar", "-xOf", zip},
+              QStringList{"7z", "t", zip}, QStringList{python(), "-m", "zipfile", "-t", zip}}) {
+            QVERIFY2(runProgram(check.first(), check.mid(1)), qPrintable(check.join(u' ')));
+        }
+
+        QVERIFY(QDir().mkpath(home.filePath(QStringLiteral("c"))));
+        QCOMPARE(runTool({"restore", "--backup", backup, "--container", "@/c", "--password-file",
+                          "@/pw"},
+                         home.path())
+                     .exitCode,
+                 0);
+        const QByteArray restored = readAll(home.filePath(QStringLiteral("c/Data/gross.bin")));
+        QCOMPARE(restored.size(), 64 << 20);
+        QVERIFY(restored == QByteArray(restored.size(), restored.front()));
+        QCOMPARE(runProgram(QStringLiteral("sqlite3"),
+                            {home.filePath(QStringLiteral("c/Data/akten.sqlite")),
+                             "PRAGMA integrity_check; SELECT count(*) > 0 AND count(*) = max(id) "
+                             "FROM t;"})
+                     .value_or("sqlite3 failed"),
+                 "ok\n1\n");
     }
 
     // Without --source, --dest, --container and --password-file the tool
@@ -217,6 +290,16 @@ private Q_SLOTS:
             << "Die verschlüsselte Datei wurde nicht gefunden oder nicht bereitgestellt.";
         QTest::newRow("damaged entry") << QStringList{"verify", "--backup", "@/damaged.halvorn"}
                                        << 1 << "die Sicherung ist beschädigt";
+        QTest::newRow("damaged backup never replaces the data")
+            << QStringList{"restore", "--backup", "@/damaged.halvorn", "--container", "@"} << 1
+            << failed;
+        // "!" holds the data folder's lock, as another action would.
+        const QString busy = QStringLiteral("Eine andere Aktion mit den Daten läuft gerade.");
+        QTest::newRow("data folder busy, create")
+            << QStringList{"!", "create", "--source", "@/Data", "--dest", "@/out"} << 3 << busy;
+        QTest::newRow("data folder busy, restore")
+            << QStringList{"!", "restore", "--backup", "@/b.halvorn", "--container", "@"} << 3
+            << busy;
         QTest::newRow("help") << QStringList{"restore", "--help"} << 0 << QString();
     }
     void exitCodes() {
@@ -236,6 +319,12 @@ private Q_SLOTS:
         writeFile(zip, bytes);
         QVERIFY(openssl(false, zip, home.filePath(QStringLiteral("damaged.halvorn")), QString()));
         const auto before = snapshot(home.filePath(QStringLiteral("Data")));
+        std::optional<corvina::DataFolderLock> held;
+        if (arguments.value(0) == QLatin1String("!")) {
+            arguments.removeFirst();
+            held = corvina::DataFolderLock::tryAcquire(home.filePath(QStringLiteral("Data")));
+            QVERIFY(held);
+        }
 
         const Run run = runTool(arguments, home.path());
         QCOMPARE(run.exitCode, exitCode);
@@ -244,6 +333,33 @@ private Q_SLOTS:
                      : run.err.contains(stderrText),
                  qPrintable(run.err));
         QCOMPARE(snapshot(home.filePath(QStringLiteral("Data"))), before);
+        // A refused action made nothing.
+        QVERIFY(!held || !QFileInfo::exists(home.filePath(QStringLiteral("out"))));
+    }
+
+    // The last resort: a damaged backup restored all the same, its damaged
+    // entry named.
+    void acceptDamagedRestoresAndNamesEntries() {
+        QTemporaryDir home;
+        writeFile(home.filePath(QStringLiteral("Data/akte.txt")), "MARKER-CONTENT-xxxxxxxx");
+        writeFile(home.filePath(QStringLiteral("Data/gesund.txt")), "gesund");
+        const QString zip = home.filePath(QStringLiteral("b.zip"));
+        QVERIFY(runProgram(QStringLiteral("zip"), {"-q0r", zip, "Data"}, home.path()));
+        QByteArray bytes = readAll(zip);
+        bytes[bytes.indexOf("MARKER-CONTENT-") + 18] = 'y';
+        writeFile(zip, bytes);
+        QVERIFY(openssl(false, zip, home.filePath(QStringLiteral("damaged.halvorn")), QString()));
+        QVERIFY(QDir(home.filePath(QStringLiteral("Data"))).removeRecursively());
+
+        const Run run = runTool(
+            {"restore", "--backup", "@/damaged.halvorn", "--container", "@", "--accept-damaged"},
+            home.path());
+        QCOMPARE(run.exitCode, 0);
+        QCOMPARE(run.out.split(u'\n').filter(QStringLiteral("damaged entry: ")),
+                 QStringList{QStringLiteral("damaged entry: Data/akte.txt")});
+        QCOMPARE(readAll(home.filePath(QStringLiteral("Data/akte.txt"))),
+                 QByteArray("MARKER-CONTENT-xxxyxxxx"));
+        QCOMPARE(readAll(home.filePath(QStringLiteral("Data/gesund.txt"))), QByteArray("gesund"));
     }
 
     // Root reads every file; without the capabilities that override file

@@ -9,12 +9,9 @@ trap 'rm -rf "$prefix"' EXIT
 cmake --install "$1" --prefix "$prefix" >/dev/null
 
 share=$prefix/share
-id=de.Corvina-Backup-Manager
+id=de.corvina_backup_manager.CorvinaBackupManager
 desktop-file-validate "$share/applications/$id.desktop"
-# The ID is the program's identity (settings folder, keyring items, window's
-# desktop file name) and has two parts only, which AppStream merely advises against.
-appstreamcli validate --no-net --override=cid-desktopapp-is-not-rdns=info \
-    "$share/metainfo/$id.metainfo.xml"
+appstreamcli validate --no-net "$share/metainfo/$id.metainfo.xml"
 
 icon=$(sed -n 's/^Icon=//p' "$share/applications/$id.desktop")
 exec_name=$(sed -n 's/^Exec=//p' "$share/applications/$id.desktop")
@@ -35,6 +32,7 @@ complete_words() {
         _ "$share/bash-completion/completions/corvina-backup" "$@"
 }
 [ "$(complete_words corvina-backup sch)" = schedule ]
+[ "$(complete_words corvina-backup pr)" = prune ]
 [ "$(complete_words corvina-backup schedule enable --w)" = --weekly ]
 [ "$(complete_words corvina-backup list --)" = "--dir --json --help" ]
 echo "installed files valid"

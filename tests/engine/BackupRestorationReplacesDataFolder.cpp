@@ -10,6 +10,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <list>
+
 using namespace corvina;
 using namespace corvina::testing;
 using namespace Qt::StringLiterals;
@@ -88,6 +90,28 @@ qint64 bytesWritten() {
         }
     }
     return -1;
+}
+
+/// Damages the plain ZIP of a backup made by backupOf and encrypts it anew:
+/// one byte of the second file's data, of the second central record's CRC-32
+/// field, or of the second local header's signature.
+bool damage(const QString& folder, const QByteArray& what) {
+    const QString zip = folder + u"/plain.zip"_s;
+    QByteArray bytes = readAll(zip);
+    qsizetype at = -1;
+    if (what == "flip data") {
+        at = bytes.indexOf("zwei");
+    } else if (what == "flip record") {
+        at = bytes.lastIndexOf("PK\x01\x02") + 16;
+    } else if (what == "unreadable record") {
+        at = bytes.lastIndexOf("PK\x03\x04") + 2;
+    }
+    if (at < 16) {
+        return false;
+    }
+    bytes[at] = static_cast<char>(bytes[at] ^ 0x01);
+    writeFile(zip, bytes);
+    return openssl(false, zip, folder + u"/backup.halvorn"_s, u"pw"_s);
 }
 
 QStringList names(const QString& folder) {
@@ -171,6 +195,17 @@ private Q_SLOTS:
         const QStringList good{u"Data/a=1"_s};
         QTest::newRow("wrong password") << good << QByteArray("password") << failed << false;
         QTest::newRow("truncated backup") << good << QByteArray("truncate") << failed << false;
+        QTest::newRow("backup short of whole blocks")
+            << good << QByteArray("blocks") << failed << false;
+        // A damaged backup never replaces the data folder: the restore ends
+        // after unpacking, as any failed unpacking does.
+        const QStringList two{u"Data/a=Pflegedaten eins"_s, u"Data/b=Pflegedaten zwei"_s};
+        QTest::newRow("flipped byte in a file's data")
+            << two << QByteArray("flip data") << failed << true;
+        QTest::newRow("flipped byte in a central record's CRC-32")
+            << two << QByteArray("flip record") << failed << true;
+        QTest::newRow("unreadable local record")
+            << two << QByteArray("unreadable record") << failed << true;
         QTest::newRow("empty backup") << QStringList() << QByteArray("empty")
                                       << static_cast<int>(Case::encryptedFileNotFound) << false;
         QTest::newRow("missing backup")
@@ -209,10 +244,14 @@ private Q_SLOTS:
             backup = backupOf(work.path(), entries, plain);
             QVERIFY(!backup.isEmpty());
         }
-        if (plain == "password") {
+        if (plain.startsWith("flip") || plain == "unreadable record") {
+            QVERIFY(damage(work.path(), plain));
+        } else if (plain == "password") {
             password = u"falsch"_s;
         } else if (plain == "truncate") {
             QFile::resize(backup, QFileInfo(backup).size() - 5);
+        } else if (plain == "blocks") {
+            QFile::resize(backup, QFileInfo(backup).size() - 32);
         }
         QCOMPARE(restore(backup, c, password),
                  EncryptionResult::failure(static_cast<Case>(expected)));
@@ -294,25 +333,53 @@ private Q_SLOTS:
     // next run, here the tool with a wrong password, first puts them back:
     // the data folder holds the old tree, or past the point of no return the
     // new one. A third run restores the new tree with nothing left over.
+    // When the companion wrote into the data folder in between, what it wrote
+    // stays there and no old item is lost: each is in the data folder or in
+    // the folder kept beside it, which later runs leave alone. All of this
+    // holds for a data folder that is a link into another file system (the
+    // link stays) or a mount point, and with a top-level folder its owner
+    // may not write.
     void killedRestoreIsPutBackByTheNextRun_data() {
         QTest::addColumn<QString>("call");
         QTest::addColumn<QString>("argument"); // in the arguments of the call killed
         QTest::addColumn<int>("occurrence");
         QTest::addColumn<bool>("replaced");
+        QTest::addColumn<bool>("written"); // the companion writes before the next run
+        QTest::addColumn<QString>("layout");
         const QString rename = u"renameat2"_s;
-        QTest::newRow("first old item moving aside") << rename << u"/.OldData/"_s << 1 << false;
-        QTest::newRow("some old items aside") << rename << u"/.OldData/"_s << 3 << false;
-        QTest::newRow("all old items aside") << rename << u"/.OldData-replaced\""_s << 1 << false;
-        QTest::newRow("first new item moving in") << rename << u"/.TempData/"_s << 1 << false;
-        QTest::newRow("some new items in") << rename << u"/.TempData/"_s << 2 << false;
-        // Only the removal of the old items unlinks their names.
-        QTest::newRow("old items being deleted") << u"unlinkat"_s << u"\"d.txt\""_s << 1 << true;
+        for (const auto& [layout, written] : {std::pair{u"folder"_s, false},
+                                              {u"folder"_s, true},
+                                              {u"link"_s, false},
+                                              {u"link"_s, true},
+                                              {u"mount"_s, false},
+                                              {u"mount"_s, true}}) {
+            const auto row = [&](const char* name) {
+                const QString tag = name + (written ? u", then written"_s : QString()) +
+                                    (layout == u"folder"_s ? QString() : u", "_s + layout);
+                return &QTest::newRow(qPrintable(tag));
+            };
+            *row("first old item moving aside")
+                << rename << u"/.OldData/"_s << 1 << false << written << layout;
+            *row("some old items aside")
+                << rename << u"/.OldData/"_s << 3 << false << written << layout;
+            *row("all old items aside")
+                << rename << u"/.OldData-replaced\""_s << 1 << false << written << layout;
+            *row("first new item moving in")
+                << rename << u"/.TempData/"_s << 1 << false << written << layout;
+            *row("some new items in")
+                << rename << u"/.TempData/"_s << 2 << false << written << layout;
+            // Only the removal of the old items unlinks their names.
+            *row("old items being deleted")
+                << u"unlinkat"_s << u"\"d.txt\""_s << 1 << true << written << layout;
+        }
     }
     void killedRestoreIsPutBackByTheNextRun() {
         QFETCH(QString, call);
         QFETCH(QString, argument);
         QFETCH(int, occurrence);
         QFETCH(bool, replaced);
+        QFETCH(bool, written);
+        QFETCH(QString, layout);
         if (!runProgram(u"strace"_s, {u"-o"_s, u"/dev/null"_s, u"true"_s})) {
             QSKIP("strace can't trace here (missing, or ptrace refused)");
         }
@@ -326,17 +393,63 @@ private Q_SLOTS:
                                         u"--container"_s,       container,     u"--password-file"_s,
                                         work.filePath(password)};
             const QString tool = QStringLiteral(CORVINA_BACKUP_TOOL);
+            // Root too may not write a folder without write permission.
+            const QStringList asUser{u"--bounding-set=-dac_override,-dac_read_search"_s};
             if (strace.isEmpty()) {
-                return runProgram(tool, arguments).has_value();
+                return runProgram(u"setpriv"_s, asUser + QStringList{tool} + arguments).has_value();
             }
+            strace.prepend(u"strace"_s);
             strace << straceWithoutLeakCheck() << u"-f"_s << u"-qq"_s << u"-e"_s
                    << u"trace="_s + call << tool;
-            return runProgram(u"strace"_s, strace + arguments).has_value();
+            return runProgram(u"setpriv"_s, asUser + strace + arguments).has_value();
         };
         const QString probe = work.filePath(u"probe"_s);
         const QString c = work.filePath(u"c"_s);
-        writeOldTree(probe + u"/Data"_s);
-        const auto oldTree = writeOldTree(c + u"/Data"_s);
+        // Data as a folder, as a link into another file system, or as a mount
+        // point; a top-level folder in it that its owner may not write. The
+        // replacement's own folders are where `side` says.
+        std::list<ScopedMount> mounts;
+        const auto prepare = [&](const QString& container) {
+            const QString data = container + u"/Data"_s;
+            QString side = container;
+            if (layout == u"link"_s) {
+                side = container + u"-fs"_s;
+                QDir().mkpath(side);
+                if (!mounts.emplace_back(side, "tmpfs").isMounted()) {
+                    return QString();
+                }
+                QDir().mkpath(side + u"/Daten"_s);
+                QDir().mkpath(container);
+                QFile::link(side + u"/Daten"_s, data);
+            } else {
+                QDir().mkpath(data);
+                if (layout == u"mount"_s) {
+                    side = data;
+                    if (!mounts.emplace_back(data, "tmpfs").isMounted()) {
+                        return QString();
+                    }
+                }
+            }
+            writeOldTree(data);
+            chmod(QFile::encodeName(data + u"/b"_s).constData(), 0555);
+            return side;
+        };
+        if (prepare(probe).isEmpty()) {
+            QSKIP("cannot mount a scratch file system here (needs CAP_SYS_ADMIN)");
+        }
+        const QString side = prepare(c);
+        const auto oldTree = snapshot(c + u"/Data"_s);
+        // The data without the replacement's own folders where they are in it.
+        const auto dataItems = [&] {
+            QMap<QString, Item> items = snapshot(c + u"/Data"_s);
+            items.removeIf([&](const auto& item) {
+                const QString top = item.key().section(u'/', 0, 0);
+                return layout == u"mount"_s &&
+                       (top.contains(u" vor unterbrochener Wiederherstellung"_s) ||
+                        top.startsWith(u".OldData"_s) || top == u".TempData"_s);
+            });
+            return items;
+        };
         const QString trace = work.filePath(u"trace"_s);
         QVERIFY(runTool(probe, u"pw"_s, {u"-o"_s, trace}));
         const int number = callNumber(trace, call, argument, occurrence);
@@ -345,16 +458,51 @@ private Q_SLOTS:
         QVERIFY(!runTool(c, u"pw"_s,
                          {u"-o"_s, u"/dev/null"_s, u"-e"_s,
                           u"inject=%1:signal=KILL:when=%2"_s.arg(call).arg(number)}));
-        QVERIFY(!runTool(c, u"falsch"_s));
-        if (replaced) {
-            QCOMPARE(withoutTimes(snapshot(c + u"/Data"_s)), newTree);
-        } else {
-            QCOMPARE(snapshot(c + u"/Data"_s), oldTree);
+        const QMap<QString, QByteArray> companion{{u"d.txt"_s, "nach Abbruch"},
+                                                  {u"nach Abbruch/neu.txt"_s, "neu"}};
+        if (written) {
+            QTest::qWait(20); // past the file system's clock tick
+            for (auto it = companion.begin(); it != companion.end(); ++it) {
+                QVERIFY(writeFile(c + u"/Data/"_s + it.key(), it.value()));
+            }
         }
-        QVERIFY(names(c).filter(u".OldData"_s).isEmpty());
+        QVERIFY(!runTool(c, u"falsch"_s));
+        QVERIFY(names(side).filter(u".OldData"_s).isEmpty());
+        const QStringList kept = names(side).filter(u" vor unterbrochener Wiederherstellung"_s);
+        QMap<QString, Item> keptItems;
+        for (const QString& folder : kept) {
+            keptItems.insert(snapshot(side + u'/' + folder));
+        }
+        if (!written) {
+            QVERIFY(kept.isEmpty());
+            QCOMPARE(replaced ? withoutTimes(dataItems()) : dataItems(),
+                     replaced ? newTree : oldTree);
+        } else {
+            const QMap<QString, Item> data = dataItems();
+            for (auto it = companion.begin(); it != companion.end(); ++it) {
+                QCOMPARE(data.value(it.key()).content, it.value());
+            }
+            if (!replaced) {
+                for (auto it = oldTree.begin(); it != oldTree.end(); ++it) {
+                    QVERIFY2(it.key() == u"d.txt"_s || data.value(it.key()) == it.value() ||
+                                 keptItems.value(it.key()) == it.value(),
+                             qPrintable(it.key()));
+                }
+            }
+        }
         QVERIFY(runTool(c, u"pw"_s));
-        QCOMPARE(withoutTimes(snapshot(c + u"/Data"_s)), newTree);
-        QCOMPARE(names(c), QStringList{u"Data"_s});
+        QCOMPARE(withoutTimes(dataItems()), newTree);
+        QCOMPARE(QFileInfo(c + u"/Data"_s).isSymLink(), layout == u"link"_s);
+        // The tool's lock file stays beside the data folder.
+        QCOMPARE(names(c), QStringList({u".Data.lock"_s, u"Data"_s}) +
+                               (layout == u"folder"_s ? kept : QStringList()));
+        QVERIFY(names(side).filter(u".OldData"_s).isEmpty() &&
+                !names(side).contains(u".TempData"_s));
+        QMap<QString, Item> keptAfter;
+        for (const QString& folder : kept) {
+            keptAfter.insert(snapshot(side + u'/' + folder));
+        }
+        QCOMPARE(keptAfter, keptItems);
     }
 
     // The archive is unpacked from the backup as it is decrypted: a restore

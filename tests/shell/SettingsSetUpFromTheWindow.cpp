@@ -10,6 +10,8 @@
 #include "ui/CorvinaFont.h"
 #include "workflows/ActionHost.h"
 #include "workflows/CreateZipViewModel.h"
+#include "workflows/ScheduleSetup.h"
+#include "workflows/ScheduleState.h"
 
 #include <QAccessible>
 #include <QDir>
@@ -19,6 +21,7 @@
 #include <QQuickStyle>
 #include <QQuickWindow>
 #include <QSettings>
+#include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTextStream>
@@ -62,6 +65,36 @@ void collect(QAccessibleInterface* node, QAccessible::Role role, const QString& 
     for (int i = 0; i < node->childCount(); ++i) {
         collect(node->child(i), role, name, found);
     }
+}
+
+QByteArray readAll(const QString& path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+/// systemd's own check of the written units, and the timer's calendar.
+void verifyUnits(const QString& folder, const QString& calendar) {
+    QVERIFY(readAll(folder + u"corvina-backup.timer"_s)
+                .contains("OnCalendar=" + calendar.toUtf8() + '\n'));
+    QProcess verify;
+    verify.start(u"systemd-analyze"_s,
+                 {u"verify"_s, u"--man=no"_s, folder + u"corvina-backup.timer"_s,
+                  folder + u"corvina-backup.service"_s});
+    QVERIFY(verify.waitForFinished(30000));
+    QVERIFY2(verify.exitCode() == 0, verify.readAllStandardError().constData());
+}
+
+/// The next time systemd computes for a calendar, as the tab shows times.
+QString nextElapseOf(const QString& calendar) {
+    QProcess analyze;
+    analyze.start(u"systemd-analyze"_s, {u"calendar"_s, u"--iterations=1"_s, calendar});
+    analyze.waitForFinished(30000);
+    const QString output = QString::fromUtf8(analyze.readAllStandardOutput());
+    const QString next = output.section(u"Next elapse:"_s, 1).trimmed();
+    // "Wed 2026-11-25 19:00:00 CET"
+    const QDateTime time =
+        QDateTime::fromString(next.section(u' ', 1, 2), u"yyyy-MM-dd HH:mm:ss"_s);
+    return scheduleTimeText(time);
 }
 
 // What a person at the window sees and does.
@@ -256,6 +289,112 @@ private Q_SLOTS:
         // The last line; diagnostic lines may come before it.
         QCOMPARE(QString::fromUtf8(next.readAllStandardOutput()).trimmed().split(u'\n').last(),
                  u"true 120 "_s + storageFolder());
+        appDelegate.applicationWillTerminate();
+    }
+
+    // Automatic backups from the tab "Zeitplan": refused while the archive
+    // password and the storage folder are missing; then on, changed and off,
+    // each written at once as sound systemd units. A run of the timer's
+    // command that fails its check shows in the tab and on the main screen
+    // until the next run succeeds.
+    void automaticBackupsFromTheScheduleTab() {
+        removePasswords();
+        QSettings().clear();
+        const QString units =
+            QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) +
+            u"/systemd/user/"_s;
+        QDir(units).removeRecursively();
+        QFile::remove(ScheduleState::filePath());
+        AppDelegate appDelegate(nullptr);
+        AppDelegate::setInstance(&appDelegate);
+        QQmlApplicationEngine engine;
+        engine.addImportPath(u"qrc:/qt/qml"_s);
+        QVERIFY(appDelegate.applicationDidFinishLaunching(engine));
+        QQuickWindow* main = appDelegate.mainWindow()->window();
+        auto* settings = main->findChild<QQuickWindow*>(u"settingsWindow"_s);
+        Person person(main);
+        QVERIFY(person.press(QAccessible::Button, u"Einstellungen"_s));
+        QTRY_VERIFY_WITH_TIMEOUT(settings->isVisible(), timeoutMs);
+        person.lookAt(settings);
+        auto* tab = settings->property("settingsView")
+                        .value<QObject*>()
+                        ->property("scheduleView")
+                        .value<QObject*>();
+        tab->property("viewModel")
+            .value<QObject*>()
+            ->setProperty("toolPath", QStringLiteral(CORVINA_BACKUP_TOOL));
+
+        const QString timer = units + u"corvina-backup.timer"_s;
+        QVERIFY(person.press(QAccessible::PageTab, u"Zeitplan"_s));
+        QVERIFY(person.waitToSee(QAccessible::StaticText,
+                                 u"Es fehlen das Zip-Passwort und der Speicherort. Lege sie in den "
+                                 u"Tabs „Zip Passwort“ und „Speicherort“ fest."_s));
+        QVERIFY(person.press(QAccessible::CheckBox, u"Automatische Backups"_s));
+        QTest::qWait(300);
+        QVERIFY(!QFileInfo::exists(timer));
+
+        KeychainService(zipPasswordService).keychain.writeString(u"Geheim1"_s, zipPasswordKey);
+        QVERIFY(person.press(QAccessible::PageTab, u"Zip Passwort"_s));
+        QVERIFY(person.press(QAccessible::PageTab, u"Zeitplan"_s));
+        QVERIFY(person.waitToSee(QAccessible::StaticText,
+                                 u"Es fehlt der Speicherort. Wähle ihn im Tab „Speicherort“."_s));
+        QSettings().setValue(u"savedPathKey"_s, storageFolder());
+        QVERIFY(person.press(QAccessible::PageTab, u"Speicherort"_s));
+        QVERIFY(person.press(QAccessible::PageTab, u"Zeitplan"_s));
+        QVERIFY(person.press(QAccessible::CheckBox, u"Automatische Backups"_s));
+        QTRY_VERIFY_WITH_TIMEOUT(QFileInfo::exists(timer), timeoutMs);
+        // No user systemd runs here: the tab says when the timer starts.
+        QVERIFY(person.waitToSee(QAccessible::StaticText, startsAtNextLoginText()));
+        verifyUnits(units, u"*-*-* 18:00:00"_s);
+        QVERIFY(person.waitToSee(QAccessible::StaticText,
+                                 u"Nächste Sicherung: "_s + nextElapseOf(u"*-*-* 18:00:00"_s)));
+
+        // Wednesdays at 19:00, by the keyboard on the hour; keep 13.
+        QVERIFY(person.press(QAccessible::ComboBox, u"Wann"_s));
+        QVERIFY(person.press(QAccessible::ListItem, u"Mittwochs"_s));
+        QVERIFY(person.press(QAccessible::SpinBox, u"Stunde"_s));
+        QTest::keyClick(settings, Qt::Key_Up);
+        QTRY_VERIFY_WITH_TIMEOUT(readAll(timer).contains("OnCalendar=Wed *-*-* 19:00:00\n"),
+                                 timeoutMs);
+        verifyUnits(units, u"Wed *-*-* 19:00:00"_s);
+        QVERIFY(person.waitToSee(QAccessible::StaticText,
+                                 u"Nächste Sicherung: "_s + nextElapseOf(u"Wed *-*-* 19:00:00"_s)));
+        QVERIFY(person.press(QAccessible::SpinBox, u"Automatische Backups behalten"_s));
+        QTest::keyClick(settings, Qt::Key_Down);
+        QTRY_COMPARE_WITH_TIMEOUT(ScheduleState::load().keep, 13, timeoutMs);
+
+        // A run of the timer's command whose backup is damaged before its check.
+        QTemporaryDir home;
+        QVERIFY(QDir().mkpath(home.filePath(u"Library/Containers/de.halvorn/Data"_s)));
+        const auto runService = [&](bool damage) {
+            QProcess run;
+            QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+            environment.insert(u"HOME"_s, home.path());
+            if (damage) {
+                environment.insert(u"CORVINA_TEST_DAMAGE_BEFORE_CHECK"_s, u"1"_s);
+            }
+            run.setProcessEnvironment(environment);
+            run.start(QStringLiteral(CORVINA_BACKUP_TOOL), {u"schedule"_s, u"run"_s});
+            return run.waitForFinished(60000) ? run.exitCode() : -1;
+        };
+        QCOMPARE(runService(true), 1);
+        const QString failedLine = u"Letzte Sicherung: "_s;
+        QTRY_VERIFY_WITH_TIMEOUT(ScheduleState::load().lastRunFailed(), timeoutMs);
+        const ScheduleState failed = ScheduleState::load();
+        QVERIFY(person.waitToSee(QAccessible::StaticText,
+                                 failedLine + scheduleTimeText(*failed.lastRun) +
+                                     u", fehlgeschlagen: "_s + failed.lastResult));
+        person.lookAt(main);
+        const QString mainLine = u"Das automatische Backup vom %1 ist fehlgeschlagen: %2"_s.arg(
+            scheduleTimeText(*failed.lastRun), failed.lastResult);
+        QVERIFY(person.waitToSee(QAccessible::StaticText, mainLine));
+        QCOMPARE(runService(false), 0);
+        QTRY_VERIFY_WITH_TIMEOUT(!person.sees(QAccessible::StaticText, mainLine), timeoutMs);
+
+        person.lookAt(settings);
+        QVERIFY(person.press(QAccessible::CheckBox, u"Automatische Backups"_s));
+        QTRY_VERIFY_WITH_TIMEOUT(!QFileInfo::exists(timer), timeoutMs);
+        QVERIFY(!QFileInfo::exists(units + u"corvina-backup.service"_s));
         appDelegate.applicationWillTerminate();
     }
 };

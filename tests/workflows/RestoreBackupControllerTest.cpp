@@ -1,5 +1,7 @@
+#include "SshfsShare.h"
 #include "WorkflowTestSupport.h"
 
+#include "engine/DataFolderLock.h"
 #include "engine/EncryptionService.h"
 #include "engine/FinderComment.h"
 #include "workflows/ActionHost.h"
@@ -7,7 +9,12 @@
 #include "workflows/RestoreZipViewModel.h"
 
 #include <QAbstractItemModelTester>
+#include <QProcess>
 #include <QSignalSpy>
+
+#include <csignal>
+
+#include <sys/stat.h>
 
 using namespace corvina;
 using namespace corvina::testing;
@@ -20,6 +27,22 @@ QStringList listedNames(const BackupListModel& model) {
         names.append(row.fileName);
     }
     return names;
+}
+
+/// The process holding an flock on `file`, from /proc/locks; 0 for none.
+qint64 lockHolder(const QString& file) {
+    struct stat status {};
+    if (::stat(QFile::encodeName(file).constData(), &status) != 0) {
+        return 0;
+    }
+    const QByteArray inode = ':' + QByteArray::number(quint64(status.st_ino));
+    for (const QByteArray& line : readFile("/proc/locks").split('\n')) {
+        const QList<QByteArray> fields = line.simplified().split(' ');
+        if (fields.size() > 5 && fields.at(1) == "FLOCK" && fields.at(5).endsWith(inode)) {
+            return fields.at(4).toLongLong();
+        }
+    }
+    return 0;
 }
 
 } // namespace
@@ -37,6 +60,9 @@ private Q_SLOTS:
     void commentEditorReadsWritesAndCarriesOver();
     void deletionAsksThenRemovesFileAndSelection();
     void screenClosedByLockWhileWorking();
+    void storageOnANetworkShare();
+    void oneActionOnTheDataAtATime_data();
+    void oneActionOnTheDataAtATime();
 
 private:
     QString makeBackup(const QString& password);
@@ -264,5 +290,113 @@ void RestoreBackupControllerTest::screenClosedByLockWhileWorking() {
     QVERIFY(m_host.messageText().isEmpty());
 }
 
+void RestoreBackupControllerTest::oneActionOnTheDataAtATime_data() {
+    QTest::addColumn<QString>("first");
+    QTest::newRow("window restore first") << "window";
+    QTest::newRow("tool backup first") << "tool";
+    QTest::newRow("tool killed holding the lock") << "killed tool";
+}
+
+// A restore in the window and a backup of the same folder by the tool,
+// started together: one runs, the other says so and does nothing. The data
+// folder is its old or its new tree, the tool's backup whole or absent, and a
+// killed holder leaves no lock behind.
+void RestoreBackupControllerTest::oneActionOnTheDataAtATime() {
+    QFETCH(QString, first);
+    // Large enough that the tool's backup takes a while.
+    writeFile(m_data + "/akten.bin", QByteArray(48 << 20, 'a'));
+    const QString backup = makeBackup(QString());
+    writeFile(m_data + "/database.sqlite", "changed since");
+    const QString toolStorage = m_home.filePath("tool");
+    writeFile(m_home.filePath("pw"), "\n");
+    QProcess tool;
+    tool.setProgram(QStringLiteral(CORVINA_BACKUP_TOOL));
+    tool.setArguments({"create", "--source", m_data, "--dest", toolStorage, "--password-file",
+                       m_home.filePath("pw")});
+    openScreen().setSelectedURL(QUrl::fromLocalFile(backup));
+    QSignalSpy flips(&m_host, &ActionHost::performActionChanged);
+    const QString lockFile = DataFolderLock::lockFilePath(m_data);
+
+    if (first == "window") {
+        m_host.startAction(ActionHost::Action::restore);
+        QCOMPARE(flips.count(), 1);
+        // The restore's end is seen on this thread: the lock stays held
+        // while this waits for the tool.
+        tool.start();
+        QVERIFY(tool.waitForFinished(60000));
+        QCOMPARE(tool.exitCode(), 3);
+        QVERIFY(tool.readAllStandardError().contains("Eine andere Aktion mit den Daten"));
+    } else {
+        tool.start();
+        QTRY_VERIFY_WITH_TIMEOUT(lockHolder(lockFile) == tool.processId(), 20000);
+        if (first == "killed tool") {
+            ::kill(static_cast<pid_t>(tool.processId()), SIGKILL);
+            QVERIFY(tool.waitForFinished(10000));
+        }
+        m_host.startAction(ActionHost::Action::restore);
+    }
+    const bool restores = first != "tool";
+    QCOMPARE(flips.count(), restores ? 1 : 0);
+    QCOMPARE(m_host.isDataBusy(), !restores);
+    if (!restores) {
+        QVERIFY(tool.waitForFinished(60000));
+        QCOMPARE(tool.exitCode(), 0);
+        m_host.dismissBusyAlert();
+    }
+    QTRY_VERIFY_WITH_TIMEOUT(!m_host.isActionPending(), 60000);
+    QCOMPARE(readFile(m_data + "/database.sqlite"),
+             QByteArray(restores ? "original" : "changed since"));
+    const QStringList made = QDir(toolStorage).entryList({"Backup_*.halvorn"}, QDir::Files);
+    QCOMPARE(made.size(), first == "tool" ? 1 : 0);
+    if (!made.isEmpty()) {
+        QVERIFY(EncryptionService::shared()
+                    .verifyEncryptedArchive(toolStorage + "/" + made.first(), QString())
+                    .result()
+                    .isSound());
+    }
+    QVERIFY(QDir(toolStorage).removeRecursively());
+}
+
 QTEST_GUILESS_MAIN(RestoreBackupControllerTest)
+// The storage folder on a network share (sshfs to a local sshd): a backup
+// is made, commented, listed, restored and deleted there, and the open list
+// follows backups another machine adds or removes (here: in the share's
+// backing folder, which inotify doesn't see) within 10 s.
+void RestoreBackupControllerTest::storageOnANetworkShare() {
+    SshfsShare share(m_home.filePath("share"));
+    if (!share.failure().isEmpty()) {
+        QSKIP(qPrintable(share.failure()));
+    }
+    const QString local = std::exchange(m_storage, share.mount);
+    storeStorageFolder(m_storage);
+    const QString backup = makeBackup(QStringLiteral("Pässwort"));
+    QVERIFY(!backup.isEmpty());
+    QCOMPARE(addFinderComment("Auf dem NAS", backup), EncryptionResult::success());
+    writeFile(m_data + "/database.sqlite", "changed since");
+    RestoreZipViewModel& model = openScreen();
+    const QString name = QFileInfo(backup).fileName();
+    QCOMPARE(listedNames(*model.backups()), QStringList{name});
+    QCOMPARE(listBackups(m_storage).value(0).comment.value_or("-"), QStringLiteral("Auf dem NAS"));
+
+    const QString dropped = "Backup_2030-01-01_00-00-00.halvorn";
+    writeFile(share.backing + "/" + dropped, "x");
+    QTRY_COMPARE_WITH_TIMEOUT(listedNames(*model.backups()), (QStringList{dropped, name}), 10000);
+    QFile::remove(share.backing + "/" + dropped);
+    QTRY_COMPARE_WITH_TIMEOUT(listedNames(*model.backups()), QStringList{name}, 10000);
+    writeFile(share.backing + "/" + dropped, "x");
+    QTRY_COMPARE_WITH_TIMEOUT(model.backups()->rowCount(), 2, 10000);
+    model.beginDeleteBackup(QUrl::fromLocalFile(m_storage + "/" + dropped));
+    model.confirmDeleteBackup();
+    QVERIFY(!QFile::exists(share.backing + "/" + dropped));
+    QTRY_COMPARE(listedNames(*model.backups()), QStringList{name});
+
+    QSignalSpy closed(&m_host, &ActionHost::closeViewRequested);
+    model.setSelectedURL(QUrl::fromLocalFile(backup));
+    m_host.flipPerformAction();
+    QTRY_COMPARE_WITH_TIMEOUT(closed.count(), 1, 60000);
+    QCOMPARE(m_host.messageText(), "Das Backup wurde erfolgreich wiederhergestellt.");
+    QCOMPARE(readFile(m_data + "/database.sqlite"), QByteArray("original"));
+    m_storage = local;
+}
+
 #include "RestoreBackupControllerTest.moc"

@@ -132,7 +132,8 @@ private Q_SLOTS:
         QTest::addColumn<QByteArray>("target");
         QTest::addColumn<bool>("contained");
         QTest::newRow("sibling") << QByteArray("nachbar.txt") << true;
-        QTest::newRow("down and up again") << QByteArray("a/b/../c") << true;
+        // b may be a link, to "." say, making b/.. the root's parent.
+        QTest::newRow("down and up again") << QByteArray("a/b/../c") << false;
         QTest::newRow("doubled slashes") << QByteArray("a//b") << true;
         QTest::newRow("climbs out") << QByteArray("../draussen") << false;
         QTest::newRow("climbs out through a folder") << QByteArray("a/../../draussen") << false;

@@ -18,6 +18,7 @@ Item {
     readonly property BlurredSheetContentHelper sheetFrame: sheetContent
     readonly property ModalSheet actionSheet: sheet
     readonly property CustomAlert closeAlert: closeAlert
+    readonly property CustomAlert busyAlert: busyAlert
     readonly property CustomAlert refusalAlert: refusalAlert
     readonly property ModalSheet workingPopUp: workingPopUp
 
@@ -75,12 +76,28 @@ Item {
 
         // The band at the bottom: the update badge and the version line.
         BottomUpdateView {
+            id: bottomBand
             objectName: "bottomBand"
             Layout.fillWidth: true
             checkForUpdatesViewModel: CheckForUpdatesViewModel {
                 updater: AppDelegate.updater
             }
         }
+    }
+
+    // While the last automatic backup failed, until the next one succeeds;
+    // an action's result line shows over it.
+    ScheduleViewModel {
+        id: schedule
+    }
+    WarningTextHelper {
+        objectName: "scheduleFailureLine"
+        // Above the version band, which stays readable.
+        anchors.bottom: parent.bottom
+        anchors.bottomMargin: bottomBand.height
+        width: parent.width
+        warningText: schedule.failureText.length > 0 ? schedule.failureText : undefined
+        txtColor: Theme.red
     }
 
     WarningTextHelper {
@@ -111,7 +128,9 @@ Item {
             textLeft: "Abbrechen"
             textMiddle: model.sheetButtonText
             textRight: "additional"
-            isMiddleDisabled: root.host.isSaveButtonDisabled
+            // Inert from a press until its action has ended: the second
+            // press of a double click must not start the action again.
+            isMiddleDisabled: root.host.isSaveButtonDisabled || root.host.isActionPending
             onCallbackLeft: root.host.closeView()
             onCallbackMiddle: root.host.startAction(model.backupActionType)
 
@@ -170,6 +189,28 @@ Item {
                 "action": item => root.host.closeCompanionApplication()
             }]
         onDismissed: root.host.dismissCloseAlert()
+    }
+
+    // Another action on the data runs (in this window, the tool or the
+    // timer): nothing was started.
+    Binding {
+        target: busyAlert
+        property: "selectedItem"
+        value: root.host.isDataBusy ? "busy" : undefined
+    }
+    CustomAlert {
+        id: busyAlert
+        objectName: "busyAlert"
+        title: root.host.busyAlertTitle
+        message: item => root.host.busyAlertMessage
+        alertType: AlertCustomType.warn
+        buttons: [{
+                "title": "OK",
+                "bgColor": Theme.accentColor,
+                "isDefault": true,
+                "action": item => root.host.dismissBusyAlert()
+            }]
+        onDismissed: root.host.dismissBusyAlert()
     }
 
     // An action that refused to start says why.

@@ -6,7 +6,8 @@ import Corvina.Ui
 import Corvina.Shell
 
 // The tabs of the settings, in order: the master password, the archive
-// password, the storage folder and the updates. Each tab is 400 wide; the
+// password, the storage folder, the schedule of automatic backups and the
+// updates. Each tab is 400 wide; the
 // window takes the height of the open tab.
 FocusScope {
     id: root
@@ -15,6 +16,7 @@ FocusScope {
     readonly property PasswordView masterPasswordView: masterPassword
     readonly property PasswordView zipPasswordView: zipPassword
     readonly property PathView pathView: storage
+    readonly property ScheduleView scheduleView: schedule
 
     // An open sheet, alert or folder dialog may need more room than its tab:
     // the window grows while it is open.
@@ -64,6 +66,10 @@ FocusScope {
             iconName: "folder"
         }
         SettingsTab {
+            text: "Zeitplan"
+            iconName: "clock"
+        }
+        SettingsTab {
             text: "Update"
             iconName: "network"
         }
@@ -89,6 +95,10 @@ FocusScope {
         PathView {
             id: storage
             objectName: "pathView"
+        }
+        ScheduleView {
+            id: schedule
+            objectName: "scheduleView"
         }
         UpdateView {
             objectName: "updateView"

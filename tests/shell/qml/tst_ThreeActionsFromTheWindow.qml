@@ -64,6 +64,12 @@ TestCase {
         signalName: "aboutToShow"
     }
 
+    SignalSpy {
+        id: actionRuns
+        target: testCase.view ? testCase.view.host : null
+        signalName: "performActionChanged"
+    }
+
     function pressAction() {
         popUpShown.clear();
         mouseClick(findChild(view.sheetFrame, "sheetMiddleButton"));
@@ -108,10 +114,18 @@ TestCase {
         pressAction();
         tryCompare(view.closeAlert, "opened", true);
         compare(view.closeAlert.card.content, "Möchtest du, dass das Programm die Corvina schließt, um die Wiederherstellung des Backups fortzusetzen?");
-        // "OK" is the default button.
+        actionRuns.clear();
+        // "OK" is the default button. The restore starts a second later; a
+        // press of the button meanwhile starts nothing more.
         keyClick(Qt.Key_Return);
         tryCompare(TestWorld, "companionRunning", false, 5000);
+        tryCompare(view.closeAlert, "visible", false);
+        mouseClick(findChild(view.sheetFrame, "sheetMiddleButton"));
+        compare(actionRuns.count, 0);
         waitForResult("Das Backup wurde erfolgreich wiederhergestellt.");
+        compare(actionRuns.count, 1);
+        compare(view.closeAlert.opened, false);
+        compare(view.busyAlert.opened, false);
         compare(TestWorld.dataFiles(), originalFiles);
     }
 

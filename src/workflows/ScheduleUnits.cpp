@@ -1,11 +1,11 @@
-#include "cli/ScheduleUnits.h"
+#include "workflows/ScheduleUnits.h"
 
 #include <QFile>
 #include <QProcess>
 #include <QRegularExpression>
 #include <QStandardPaths>
 
-namespace corvina::cli {
+namespace corvina {
 
 namespace {
 
@@ -151,4 +151,4 @@ std::optional<QDateTime> nextElapse(const QString& calendar) {
                     : std::nullopt;
 }
 
-} // namespace corvina::cli
+} // namespace corvina

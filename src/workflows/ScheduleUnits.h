@@ -6,7 +6,7 @@
 
 #include <optional>
 
-namespace corvina::cli {
+namespace corvina {
 
 /// The systemd user units of scheduled backups: a timer and the service it
 /// starts, in the user's unit folder (~/.config/systemd/user).
@@ -32,24 +32,6 @@ struct ScheduleUnits {
     [[nodiscard]] static std::optional<QString> installedCalendar();
 };
 
-/// Settings of scheduled backups, beside the program's own: what the timer's
-/// runs need (the comment, whether the archive password must come from the
-/// keyring) and what the last run did.
-namespace scheduleKey {
-inline const QString comment = QStringLiteral("scheduleComment");
-inline const QString requiresArchivePassword = QStringLiteral("scheduleRequiresArchivePassword");
-inline const QString lastRun = QStringLiteral("scheduleLastRun");
-inline const QString lastSuccess = QStringLiteral("scheduleLastSuccess");
-/// The backup's path after a success, the German reason after a failure.
-inline const QString lastResult = QStringLiteral("scheduleLastResult");
-} // namespace scheduleKey
-
-/// One run of the timer's service: a backup of the data folder into the
-/// stored storage folder. A failure ends with exitFailure, its German reason
-/// on stderr (the journal) and in a desktop notification; a success prints
-/// the backup's path. Either way the outcome is kept for `schedule status`.
-int runScheduledBackup();
-
 /// Runs `systemctl --user arguments...`; true when it exited with 0.
 bool userSystemctl(const QStringList& arguments, QString* output = nullptr);
 
@@ -61,4 +43,4 @@ bool userSystemctl(const QStringList& arguments, QString* output = nullptr);
 /// computed from the calendar expression.
 [[nodiscard]] std::optional<QDateTime> nextElapse(const QString& calendar);
 
-} // namespace corvina::cli
+} // namespace corvina
