@@ -234,6 +234,12 @@ def main():
             print(f"generating {name} ...", file=sys.stderr)
             source.mkdir(parents=True)
             SHAPES[name](source, args.scale, pattern)
+            # A data folder at rest: files written within the last seconds
+            # count as in use, and the backup copies them aside first.
+            rest = time.time() - 3600
+            for d, _, fs in os.walk(source):
+                for f in fs:
+                    os.utime(os.path.join(d, f), (rest, rest))
         size = folder_size(source)
         files = work / f"files-{name}.txt"
         files.write_text("".join(os.path.join(d, f) + "\0" for d, _, fs in os.walk(source) for f in fs))
