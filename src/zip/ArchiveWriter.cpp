@@ -7,9 +7,9 @@
 #include "zip/SettledRead.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
 #include <fcntl.h>
+#include <optional>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -230,6 +230,10 @@ LocalFileHeader ArchiveWriter::appendStoredFile(int fd, std::string_view path,
     // file's state stayed the same and, for a file in use, where a write
     // begun earlier leaves the times alone, a second read agrees.
     const auto readOnce = [&] {
+        std::optional<SharedReadLock> lock;
+        if (isInUse(fileState(fd, location))) {
+            lock.emplace(fd);
+        }
         const FileState before = fileState(fd, location);
         const auto result = appendStored(fd, location, limit, progress);
         const bool same =

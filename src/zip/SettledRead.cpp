@@ -80,6 +80,29 @@ bool isInUse(const FileState& state) {
     return latest > now.tv_sec - inUseSeconds;
 }
 
+SharedReadLock::SharedReadLock(int fd)
+    : m_fd(fd) {
+    // Open file description locks: released with this object, not with any
+    // other descriptor of the file this process may close meanwhile.
+    struct flock whole {};
+    whole.l_type = F_RDLCK;
+    whole.l_whence = SEEK_SET;
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(1);
+    while (!(m_held = ::fcntl(fd, F_OFD_SETLK, &whole) == 0) &&
+           (errno == EAGAIN || errno == EACCES) && std::chrono::steady_clock::now() < deadline) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+}
+
+SharedReadLock::~SharedReadLock() {
+    if (m_held) {
+        struct flock whole {};
+        whole.l_type = F_UNLCK;
+        whole.l_whence = SEEK_SET;
+        ::fcntl(m_fd, F_OFD_SETLK, &whole);
+    }
+}
+
 SettledCopy::SettledCopy(int fd, const std::filesystem::path& location, uint64_t limit) {
     std::error_code error;
     const std::filesystem::path folder = std::filesystem::temp_directory_path(error);
@@ -113,6 +136,7 @@ SettledCopy::SettledCopy(int fd, const std::filesystem::path& location, uint64_t
     };
     for (int attempt = 0; attempt < copyAttempts; ++attempt) {
         pauseBeforeAttempt(attempt);
+        const SharedReadLock lock(fd);
         const FileState before = fileState(fd, location);
         std::optional<uint32_t> copied;
         if (::ftruncate(m_fd, 0) == 0 && ::lseek(m_fd, 0, SEEK_SET) == 0) {

@@ -34,6 +34,25 @@ void pauseBeforeAttempt(int attempt);
 uint32_t checksumOf(int fd, const std::filesystem::path& location, uint64_t limit,
                     std::vector<uint8_t>& chunk);
 
+/// A shared record lock over the whole of an open file, held while a file in
+/// use is read. A program that locks its file before it writes (SQLite takes
+/// a write lock for every transaction) then waits for the read, and the read
+/// never falls in the middle of one of its transactions: two reads that agree
+/// can otherwise both see the same half-written state while its writer is
+/// held up. A file that nobody locks is read as it is; a lock that can't be
+/// had within a second is not waited for any longer.
+class SharedReadLock {
+public:
+    explicit SharedReadLock(int fd);
+    ~SharedReadLock();
+    SharedReadLock(const SharedReadLock&) = delete;
+    SharedReadLock& operator=(const SharedReadLock&) = delete;
+
+private:
+    int m_fd;
+    bool m_held = false;
+};
+
 /// A copy of the first `limit` bytes of a file in use, taken while the file
 /// held still, in a file without a name: the one version that a large entry,
 /// which can't be read a second time once its data has gone on, is packed
