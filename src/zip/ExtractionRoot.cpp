@@ -23,7 +23,9 @@ struct SplitPath {
 };
 
 SplitPath splitRelative(const QByteArray& bytes, const std::filesystem::path& display) {
-    if (bytes.startsWith('/')) {
+    // A name with a NUL byte in it ends there for the system: "..\0x" would
+    // pass the checks below as a name of its own and then reach the parent.
+    if (bytes.startsWith('/') || bytes.contains('\0')) {
         throw Error(ArchiveError::uncontainedEntryPath, display);
     }
     std::vector<std::string> parts;
