@@ -36,23 +36,39 @@ void rewind(int fd, const std::filesystem::path& location) {
 
 } // namespace
 
-uint32_t checksumOf(int fd, const std::filesystem::path& location, uint64_t limit,
-                    std::vector<uint8_t>& chunk) {
-    if (chunk.empty()) {
-        chunk.resize(copyChunk);
-    }
+namespace {
+
+/// Reads the first `limit` bytes of `fd` from its start through `chunk`,
+/// handing each piece to `take`, and gives their checksum; nothing when
+/// `take` refuses a piece. Throws Error on a read failure.
+template <typename Take>
+std::optional<uint32_t> readThrough(int fd, const std::filesystem::path& location, uint64_t limit,
+                                    std::vector<uint8_t>& chunk, Take take) {
     rewind(fd, location);
     uint32_t crc = 0;
     for (uint64_t done = 0; done < limit;) {
         const std::size_t wanted = std::min<uint64_t>(chunk.size(), limit - done);
         const std::size_t got = readFully(fd, chunk.data(), wanted, location);
         crc = continueCrc32(crc, {chunk.data(), got});
+        if (!take(got)) {
+            return std::nullopt;
+        }
         done += got;
         if (got < wanted) {
             break;
         }
     }
     return crc;
+}
+
+} // namespace
+
+uint32_t checksumOf(int fd, const std::filesystem::path& location, uint64_t limit,
+                    std::vector<uint8_t>& chunk) {
+    if (chunk.empty()) {
+        chunk.resize(copyChunk);
+    }
+    return *readThrough(fd, location, limit, chunk, [](std::size_t) { return true; });
 }
 
 void pauseBeforeAttempt(int attempt) {
@@ -113,26 +129,17 @@ SettledCopy::SettledCopy(int fd, const std::filesystem::path& location, uint64_t
     std::vector<uint8_t> chunk(copyChunk);
     // Copies the file and returns the checksum of what was read; nothing
     // when the copy can't be written.
-    const auto copyOnce = [&]() -> std::optional<uint32_t> {
-        rewind(fd, location);
-        uint32_t crc = 0;
-        for (uint64_t done = 0; done < limit;) {
-            const std::size_t wanted = std::min<uint64_t>(chunk.size(), limit - done);
-            const std::size_t got = readFully(fd, chunk.data(), wanted, location);
-            crc = continueCrc32(crc, {chunk.data(), got});
+    const auto copyOnce = [&] {
+        return readThrough(fd, location, limit, chunk, [&](std::size_t got) {
             for (std::size_t written = 0; written < got;) {
                 const ssize_t n = ::write(m_fd, chunk.data() + written, got - written);
                 if (n < 0 && errno != EINTR) {
-                    return std::nullopt;
+                    return false;
                 }
                 written += n > 0 ? static_cast<std::size_t>(n) : 0;
             }
-            done += got;
-            if (got < wanted) {
-                break;
-            }
-        }
-        return crc;
+            return true;
+        });
     };
     for (int attempt = 0; attempt < copyAttempts; ++attempt) {
         pauseBeforeAttempt(attempt);
